@@ -1,0 +1,168 @@
+/*
+ * KavixD: programming library of the Kavix family of USB industrial cameras.
+ *
+ * A plain C interface. Every function takes the camera handle returned by
+ * Kavix_Open first and returns a 32-bit boolean: 0 for failure, non-zero for
+ * success. The reason of a failure is read with Kavix_GetLastError: the
+ * session's last error, or, for calls without a session, the process-wide one.
+ * Error numbers are the Windows numbers below or the private KAVIX_E_* codes.
+ */
+#ifndef KAVIXD_H
+#define KAVIXD_H
+
+#include <stdint.h>
+#include <stddef.h>
+
+#include "KavixUSBD.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define KAVIX_API __attribute__((visibility("default")))
+#else
+#define KAVIX_API
+#endif
+
+/* ---- Types -------------------------------------------------------------- */
+
+typedef int32_t KAVIX_BOOL;              /* 0 failure, non-zero success */
+typedef struct KavixCamera_t *KAVIX_HANDLE; /* a camera session */
+
+/* ---- Private error codes ------------------------------------------------ */
+
+#define KAVIX_E_NO_CAMERA          0xE0000001u /* no camera could be found */
+#define KAVIX_E_CAMERA_BUSY        0xE0000002u /* a camera exists but is in use or unusable */
+#define KAVIX_E_BAD_HANDLE         0xE0000003u /* bad or closed handle */
+#define KAVIX_E_CAPTURE_RUNNING    0xE0000004u /* not allowed while the capture thread runs */
+#define KAVIX_E_TRANSFER_FAILED    0xE0000005u /* a control transfer failed or was short */
+#define KAVIX_E_WINDOW_EXISTS      0xE0000006u /* not allowed while the preview window exists */
+#define KAVIX_E_NO_WINDOW          0xE0000007u /* there is no preview window */
+#define KAVIX_E_RECORDING          0xE0000008u /* not allowed while a recorder is active */
+#define KAVIX_E_MOVIE_FILE         0xE0000009u /* a movie file can't be created or written */
+#define KAVIX_E_NO_COMPRESSOR      0xE000000Au /* no such compressor */
+#define KAVIX_E_UNSUPPORTED_FORMAT 0xE000000Bu /* the compressor doesn't take the format */
+#define KAVIX_E_MOVIE_OPEN         0xE000000Cu /* the movie file can't be opened */
+#define KAVIX_E_CANCELLED          0xE000000Du /* the user cancelled the compressor dialog */
+#define KAVIX_E_BAD_EXTENSION      0xE000000Fu /* the file name has no known extension */
+#define KAVIX_E_IMAGE_FILE_OPEN    0xE0000010u /* the image file can't be opened for writing */
+#define KAVIX_E_RAW_SHORT_WRITE    0xE0000011u /* fewer bytes were written to a raw file than asked */
+#define KAVIX_E_I2C_RESERVED       0xE0000020u /* I2C device address 0x51 is reserved */
+#define KAVIX_E_NO_FPGA            0xE0000021u /* the model has no FPGA */
+
+/* ---- Windows error numbers in use (same values on every platform) -------- */
+
+#define KAVIX_ERROR_SUCCESS            0u
+#define KAVIX_ERROR_FILE_NOT_FOUND     2u
+#define KAVIX_ERROR_ACCESS_DENIED      5u
+#define KAVIX_ERROR_NOT_ENOUGH_MEMORY  8u
+#define KAVIX_ERROR_INVALID_DATA       13u
+#define KAVIX_ERROR_CRC                23u
+#define KAVIX_ERROR_WRITE_FAULT        29u
+#define KAVIX_ERROR_GEN_FAILURE        31u
+#define KAVIX_ERROR_INVALID_PARAMETER  87u
+#define KAVIX_ERROR_OPEN_FAILED        110u
+#define KAVIX_ERROR_SEM_TIMEOUT        121u
+#define KAVIX_ERROR_WAIT_TIMEOUT       258u
+#define KAVIX_ERROR_OPERATION_ABORTED  995u
+#define KAVIX_ERROR_IO_INCOMPLETE      996u
+#define KAVIX_ERROR_IO_PENDING         997u
+#define KAVIX_ERROR_DEVICE_NOT_CONNECTED 1167u
+
+/* ---- Messages posted to the receive queue ---------------------------------
+ * wParam is always the camera handle; lParam as noted. */
+
+#define KAVIX_MSG_TRANSFER_STARTED   0xB001u /* 0 */
+#define KAVIX_MSG_TRANSFER_ENDED     0xB002u /* the capture thread's error, 0 if none */
+#define KAVIX_MSG_PREVIEW_CREATED    0xB003u /* the window handle */
+#define KAVIX_MSG_PREVIEW_CLOSED     0xB004u /* the drawing failure */
+#define KAVIX_MSG_PREVIEW_RESIZED    0xB005u /* 0 */
+#define KAVIX_MSG_MASK_CHANGED       0xB006u /* 0 */
+#define KAVIX_MSG_DEST_CHANGED       0xB007u /* 0 */
+#define KAVIX_MSG_RECORDER_STATUS    0xB008u /* the recorder's value */
+#define KAVIX_MSG_RECORDER_FINISHED  0xB009u /* the recorder's value */
+#define KAVIX_MSG_PREVIEW_COMMAND    0xB00Au /* the command's wParam */
+#define KAVIX_MSG_FRAME_READY        0xB00Bu /* the frame number */
+
+/* ---- Transfer formats (TransferBits: exactly one flag) ------------------- */
+
+#define KAVIX_TRANSFER_RAW8      0x0001u
+#define KAVIX_TRANSFER_RAW10     0x0002u /* in 16-bit words */
+#define KAVIX_TRANSFER_RAW12     0x0004u
+#define KAVIX_TRANSFER_RAW14     0x0008u
+#define KAVIX_TRANSFER_RAW16     0x0010u
+#define KAVIX_TRANSFER_MONO8     0x0020u
+#define KAVIX_TRANSFER_MONO10    0x0040u /* in 16-bit words */
+#define KAVIX_TRANSFER_MONO12    0x0080u
+#define KAVIX_TRANSFER_MONO14    0x0100u
+#define KAVIX_TRANSFER_MONO16    0x0200u
+#define KAVIX_TRANSFER_BGR24     0x0400u
+#define KAVIX_TRANSFER_BGR30     0x0800u /* 10:10:10 in 32 bits */
+#define KAVIX_TRANSFER_YUV411    0x1000u
+#define KAVIX_TRANSFER_YUV422    0x2000u
+#define KAVIX_TRANSFER_YUV444    0x4000u
+
+/* ---- Colour arrays (first row / second row of the Bayer 2x2 cell) -------- */
+
+#define KAVIX_COLOR_MONO     1u
+#define KAVIX_COLOR_RG_GB    2u /* R Gr / Gb B */
+#define KAVIX_COLOR_GR_BG    3u /* Gr R / B Gb */
+#define KAVIX_COLOR_GB_RG    4u /* Gb B / R Gr */
+#define KAVIX_COLOR_BG_GR    5u /* B Gb / Gr R */
+#define KAVIX_COLOR_YUYV     10u /* Y0 U Y1 V frames; never from a camera */
+
+/* ---- Preview pixel formats (rows packed, top down) ------------------------ */
+
+#define KAVIX_PREVIEW_MONO8   1u
+#define KAVIX_PREVIEW_BGR24   4u
+#define KAVIX_PREVIEW_BGR32   8u
+
+/* ---- Colour interpolation methods ----------------------------------------- */
+
+#define KAVIX_INTERPOLATION_NONE          0u
+#define KAVIX_INTERPOLATION_1             1u
+#define KAVIX_INTERPOLATION_2             2u
+#define KAVIX_INTERPOLATION_3             3u
+#define KAVIX_INTERPOLATION_4             4u
+#define KAVIX_INTERPOLATION_5             5u
+#define KAVIX_INTERPOLATION_253           253u
+#define KAVIX_INTERPOLATION_254           254u
+#define KAVIX_INTERPOLATION_255           255u
+
+/* ---- Callbacks ------------------------------------------------------------
+ * frame number is the camera's frame counter of that frame. */
+
+typedef void (*KAVIX_RAW_CALLBACK)(const uint8_t *pixels, uint32_t size, uint32_t width,
+                                   uint32_t height, uint32_t frame_number,
+                                   uint16_t color_array, uint32_t transfer_bits,
+                                   void *context, void *reserved);
+typedef void (*KAVIX_PREVIEW_BITMAP_CALLBACK)(uint8_t *pixels, uint32_t size, uint32_t width,
+                                              uint32_t height, uint32_t frame_number,
+                                              uint32_t preview_format, void *context,
+                                              void *reserved);
+/* The drawing context is a cairo_t * that draws on the preview image. */
+typedef void (*KAVIX_PREVIEW_GDI_CALLBACK)(void *cairo_context, uint32_t width, uint32_t height,
+                                           uint32_t frame_number, void *context, void *reserved);
+
+/* ---- Session ---------------------------------------------------------------- */
+
+/* ---- Camera information and status ------------------------------------------ */
+
+/* ---- Models, formats, FPGA, camera memory, firmware ------------------------- */
+
+/* ---- Transfer, snapshots, messages ------------------------------------------ */
+
+/* ---- Callback lists ---------------------------------------------------------- */
+
+/* ---- Image size, clock, trigger, I/O, defect pixels ------------------------- */
+
+/* ---- Pipeline ----------------------------------------------------------------- */
+
+/* ---- Still image files ------------------------------------------------------- */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KAVIXD_H */

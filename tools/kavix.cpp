@@ -1,0 +1,6 @@
+#include <cstdio>
+
+int main() {
+    std::printf("kavix\n");
+    return 0;
+}
