@@ -10,7 +10,7 @@ jobs=$(nproc)
 run_suite() {  # <build dir> <ctest arguments...>
   local dir=$1; shift
   cmake --build "$dir" -j "$jobs"
-  ctest --test-dir "$dir" --output-on-failure -j "$jobs" "$@"
+  ctest --test-dir "$dir" --output-on-failure --no-tests=error -j "$jobs" "$@"
 }
 
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
