@@ -147,6 +147,10 @@ typedef void (*KAVIX_PREVIEW_GDI_CALLBACK)(void *cairo_context, uint32_t width, 
 
 /* ---- Session ---------------------------------------------------------------- */
 
+/* The session's last error, or for a null handle the process-wide one (failed
+   opens, calls with a null handle). Clears nothing. */
+KAVIX_API uint32_t Kavix_GetLastError(KAVIX_HANDLE camera);
+
 /* ---- Camera information and status ------------------------------------------ */
 
 /* ---- Models, formats, FPGA, camera memory, firmware ------------------------- */

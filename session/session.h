@@ -1,0 +1,180 @@
+#pragma once
+// The session record: everything the library keeps for one open camera. Its
+// address is the KAVIX_HANDLE an application holds. Fields are kept in
+// numbered groups; each subsystem adds its own fields to its group, in place.
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "KavixD.h"
+#include "KavixUSBD.h"
+#include "session/camera_info.h"
+
+namespace kavix {
+
+// 1. Transport.
+struct TransportGroup {
+    // From KavixUSBD_OpenDevice; set for the whole life of an open session. A
+    // null value marks a handle that must not be used.
+    KAVIXUSB_HANDLE TransportHandle = nullptr;
+    // Where notifications go (Kavix_SetReceiveMsgWindow); none by default.
+    void *ReceiveWindow = nullptr;
+};
+
+// 3. Current mode: the camera's answer to the last scan-state read and the
+// sizes that follow from it. All zero until the camera has been read.
+struct CurrentMode {
+    uint32_t Width = 0;
+    uint32_t Height = 0;
+    uint32_t OffsetX = 0;
+    uint32_t OffsetY = 0;
+    uint32_t TransferSize = 0;  // HeaderBytes + RawSize
+    uint32_t RawSize = 0;       // payload of one raw frame in bytes
+    uint32_t PreviewSizeA = 0;  // Width * Height * PreviewBytesPerPixel
+    uint32_t PreviewSizeB = 0;  // the same
+    uint16_t PreviewBytesPerPixel = 0;
+    uint16_t ScanMode = 0;
+    uint32_t TransferBits = 0;  // one KAVIX_TRANSFER_* flag
+    uint32_t PreviewPixelFormat = 0;
+    uint32_t EnablePreviewFormats = 0;  // 13 on mono cameras, else 12
+    uint32_t ClockHz = 0;
+    uint32_t ClockMode = 0;
+    uint16_t ClocksPerLine = 0;
+    uint16_t LinesPerFrame = 0;
+    uint32_t ShutterMaxClock = 0;
+    uint32_t ShortLimitClock = 0;
+    uint32_t ShortLimitLine = 0;
+    uint32_t LongLimitClock = 0;
+    uint32_t LongLimitLine = 0;
+};
+
+struct Rectangle {
+    uint32_t x = 0;
+    uint32_t y = 0;
+    uint32_t width = 0;
+    uint32_t height = 0;
+};
+
+// 4. Preview window: owned by the display subsystem, which adds the window's
+// own state here. The two frame buffer pairs (straight and rotated) join this
+// group with the capture loop.
+struct PreviewWindowGroup {
+    void *PreviewWindow = nullptr;
+    uint32_t DisplayInfoMode = 0;
+    std::mutex FrameSwapMutex;  // held for an index swap and for a whole paint
+    uint8_t RotatedPairInUse = 0;
+    uint8_t DisplayMode = 0;
+    uint32_t ColorKey = 0xFF00FF;
+    Rectangle DestRect;
+    Rectangle MaskRect;
+};
+
+// 5. A pending snapshot, raw or preview (capture loop).
+struct SnapshotRecord {
+    uint32_t Active = 0;
+    uint32_t Status = 0;
+    std::mutex Mutex;
+    uint8_t *Destination = nullptr;
+    uint32_t *FrameNumbers = nullptr;
+    uint32_t BufferBytes = 0;
+    uint32_t BytesDone = 0;
+    uint32_t FramesLeft = 0;
+};
+
+// 6. Recorder (recording subsystem). The two mutexes live as long as the
+// session.
+struct RecorderGroup {
+    uint32_t AVIBufferCount = 10;
+    uint32_t AVIQuality = 75;
+    uint32_t OwnTransfer = 0;
+    std::mutex RecorderFrameMutex;  // the recording lock
+    uint32_t RecordingMode = 0;
+    std::mutex RecorderMutex;  // guards the recorder pointer
+};
+
+// 7. Heads of the preview bitmap, raw and preview GDI callback lists
+// (callback subsystem).
+struct CallbackListGroup {};
+
+// 8. Thread state.
+struct ThreadStateGroup {
+    // Plain words across threads: the last writer wins.
+    std::atomic<uint32_t> LastError{0};
+    uint32_t ReaderStatus = 0;
+    uint32_t RequestedUserId = 0;  // the argument of Kavix_Open
+    uint8_t USBFunctionAddress = 0;
+    uint32_t TransferStarted = 0;
+    uint32_t BuffersReady = 0;  // frame buffers and the group 9 mutexes exist
+    // Kept for the record only: the stream reader's limit is its own constant.
+    uint32_t MaxTransferSize = 0x80000;
+};
+
+// 9. Callback mutexes. Recursive: a callback may touch its own list.
+struct CallbackMutexGroup {
+    std::recursive_mutex BitmapCallbackMutex;
+    std::recursive_mutex GdiCallbackMutex;
+    std::recursive_mutex RawCallbackMutex;
+};
+
+// 10. Image processing settings.
+struct ProcessingSettings {
+    uint8_t InterpolationMethod[2] = {3, 3};  // current, and what a reset restores
+    uint8_t MirrorMode = 0;  // low nibble in software, high nibble in the camera
+    uint8_t RotationMode = 0;
+};
+
+// 11. Embedded processing objects, constructed in declaration order and
+// destroyed in reverse: shading, sharpness, colour matrix and hue, noise
+// reduction, average pixel value; then the white-balance and luminance
+// control objects; then gamma. Each joins with its stage.
+struct EmbeddedObjects {};
+
+// 12. Camera defaults read at open.
+struct CameraDefaults {
+    uint16_t DefaultGain = 0;
+    uint16_t MaxGain = 255;
+    uint16_t DefaultDigitalGain = 0;
+    uint16_t WhiteBalanceGains[4] = {0, 0, 0, 0};
+};
+
+class KAVIX_COMMON_PARAM {
+public:
+    KAVIX_COMMON_PARAM() = default;
+    KAVIX_COMMON_PARAM(const KAVIX_COMMON_PARAM &) = delete;
+    KAVIX_COMMON_PARAM &operator=(const KAVIX_COMMON_PARAM &) = delete;
+
+    TransportGroup transport;           // 1
+    CameraInfo info;                    // 2
+    FunctionBits functions{};           // 2
+    CurrentMode mode;                   // 3
+    PreviewWindowGroup preview;         // 4
+    SnapshotRecord RawSnapshot;         // 5
+    SnapshotRecord PreviewSnapshot;     // 5
+    RecorderGroup recorder;             // 6
+    CallbackListGroup callbacks;        // 7
+    ThreadStateGroup thread;            // 8
+    CallbackMutexGroup callback_locks;  // 9
+    ProcessingSettings processing;      // 10
+    EmbeddedObjects objects;            // 11
+    CameraDefaults defaults;            // 12
+
+    KAVIXUSB_HANDLE usb() const { return transport.TransportHandle; }
+
+    uint32_t last_error() const { return thread.LastError.load(std::memory_order_relaxed); }
+    void set_error(uint32_t error) { thread.LastError.store(error, std::memory_order_relaxed); }
+    // Sets the error and gives the failed result, for `return s.fail(87);`.
+    KAVIX_BOOL fail(uint32_t error) {
+        set_error(error);
+        return 0;
+    }
+
+    // Models without an FPGA are driven by the USB controller alone.
+    bool has_fpga() const;
+    // The function flag `id`, with the per-model exceptions of the family.
+    bool has_function(uint32_t id) const;
+    bool is_mono() const { return info.ColorArray == KAVIX_COLOR_MONO; }
+};
+
+using Session = KAVIX_COMMON_PARAM;
+
+}  // namespace kavix
