@@ -157,7 +157,68 @@ KAVIX_API uint32_t Kavix_GetLastError(KAVIX_HANDLE camera);
 
 /* ---- Transfer, snapshots, messages ------------------------------------------ */
 
+/* The "window" that receives the library's messages is a message queue of
+ * the library. Its descriptor polls readable while a message waits, so it
+ * fits into poll/epoll/GLib/Qt loops; Kavix_GetMessage then takes the oldest
+ * message. These four functions report failures through
+ * Kavix_GetLastError(NULL): 1400 for a queue that isn't (or no longer is)
+ * live, 258 when no message came in time, 4 or 8 when none can be made. */
+typedef struct KavixMessageQueue_t *KAVIX_MESSAGE_QUEUE;
+typedef struct {
+    uint32_t number;  /* KAVIX_MSG_* */
+    uintptr_t wparam; /* the camera handle */
+    intptr_t lparam;  /* as noted with the message number */
+} KAVIX_MESSAGE;
+#define KAVIX_INFINITE 0xFFFFFFFFu /* a time-out without limit */
+
+KAVIX_API KAVIX_MESSAGE_QUEUE Kavix_CreateMessageQueue(void);
+KAVIX_API KAVIX_BOOL Kavix_DestroyMessageQueue(KAVIX_MESSAGE_QUEUE queue);
+/* Waits up to timeout_ms (0 only looks, KAVIX_INFINITE waits without limit). */
+KAVIX_API KAVIX_BOOL Kavix_GetMessage(KAVIX_MESSAGE_QUEUE queue, KAVIX_MESSAGE *message,
+                                      uint32_t timeout_ms);
+/* -1 for a queue that isn't live. Poll it; never read it. */
+KAVIX_API int Kavix_GetMessageQueueFd(KAVIX_MESSAGE_QUEUE queue);
+
+/* Where messages 0xB001.. go; NULL for nowhere. The queue isn't checked here. */
+KAVIX_API KAVIX_BOOL Kavix_SetReceiveMsgWindow(KAVIX_HANDLE camera, KAVIX_MESSAGE_QUEUE queue);
+
 /* ---- Callback lists ---------------------------------------------------------- */
+
+/* Callbacks run on the capture thread, in order of registration, with the
+ * list locked: a Remove on another thread waits for a running callback. A
+ * callback may add to its own list (the same walk reaches the new entry) or
+ * remove other entries, but must not remove itself. Ids: the largest live id
+ * plus 1. A record with a preview bitmap or GDI callback makes the capture
+ * thread build preview images. */
+KAVIX_API KAVIX_BOOL Kavix_AddRawCallback(KAVIX_HANDLE camera, KAVIX_RAW_CALLBACK function,
+    void *context, uint32_t *id);
+KAVIX_API KAVIX_BOOL Kavix_RemoveRawCallback(KAVIX_HANDLE camera, uint32_t id);
+KAVIX_API KAVIX_BOOL Kavix_RemoveAllRawCallback(KAVIX_HANDLE camera);
+KAVIX_API KAVIX_BOOL Kavix_GetRawCallbackCount(KAVIX_HANDLE camera, uint32_t *count);
+KAVIX_API KAVIX_BOOL Kavix_GetRawCallback(KAVIX_HANDLE camera, uint32_t index,
+    KAVIX_RAW_CALLBACK *function, uint32_t *id);
+KAVIX_API KAVIX_BOOL Kavix_GetRawCallbackList(KAVIX_HANDLE camera, uint32_t capacity,
+    KAVIX_RAW_CALLBACK *functions, uint32_t *ids, uint32_t *count);
+
+KAVIX_API KAVIX_BOOL Kavix_AddPreviewBitmapCallback(KAVIX_HANDLE camera, KAVIX_PREVIEW_BITMAP_CALLBACK function,
+    void *context, uint32_t *id);
+KAVIX_API KAVIX_BOOL Kavix_RemovePreviewBitmapCallback(KAVIX_HANDLE camera, uint32_t id);
+KAVIX_API KAVIX_BOOL Kavix_RemoveAllPreviewBitmapCallback(KAVIX_HANDLE camera);
+KAVIX_API KAVIX_BOOL Kavix_GetPreviewBitmapCallbackCount(KAVIX_HANDLE camera, uint32_t *count);
+KAVIX_API KAVIX_BOOL Kavix_GetPreviewBitmapCallback(KAVIX_HANDLE camera, uint32_t index,
+    KAVIX_PREVIEW_BITMAP_CALLBACK *function, uint32_t *id);
+KAVIX_API KAVIX_BOOL Kavix_GetPreviewBitmapCallbackList(KAVIX_HANDLE camera, uint32_t capacity,
+    KAVIX_PREVIEW_BITMAP_CALLBACK *functions, uint32_t *ids, uint32_t *count);
+
+KAVIX_API KAVIX_BOOL Kavix_AddPreviewGDICallback(KAVIX_HANDLE camera, KAVIX_PREVIEW_GDI_CALLBACK function,
+    void *context, uint32_t *id);
+KAVIX_API KAVIX_BOOL Kavix_RemovePreviewGDICallback(KAVIX_HANDLE camera, uint32_t id);
+KAVIX_API KAVIX_BOOL Kavix_RemoveAllPreviewGDICallback(KAVIX_HANDLE camera);
+KAVIX_API KAVIX_BOOL Kavix_GetPreviewGDICallbackCount(KAVIX_HANDLE camera, uint32_t *count);
+KAVIX_API KAVIX_BOOL Kavix_GetPreviewGDICallback(KAVIX_HANDLE camera, uint32_t index,
+    KAVIX_PREVIEW_GDI_CALLBACK *function, uint32_t *id);
+KAVIX_API KAVIX_BOOL Kavix_GetPreviewGDICallbackList(KAVIX_HANDLE camera, uint32_t capacity,
+    KAVIX_PREVIEW_GDI_CALLBACK *functions, uint32_t *ids, uint32_t *count);
 
 /* ---- Image size, clock, trigger, I/O, defect pixels ------------------------- */
 

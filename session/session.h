@@ -8,7 +8,11 @@
 
 #include "KavixD.h"
 #include "KavixUSBD.h"
+#include "display/callback_list.h"
+#include "platform/event.h"
+#include "platform/thread.h"
 #include "session/camera_info.h"
+#include "session/frame_buffer_pair.h"
 
 namespace kavix {
 
@@ -17,8 +21,10 @@ struct TransportGroup {
     // From KavixUSBD_OpenDevice; set for the whole life of an open session. A
     // null value marks a handle that must not be used.
     KAVIXUSB_HANDLE TransportHandle = nullptr;
-    // Where notifications go (Kavix_SetReceiveMsgWindow); none by default.
-    void *ReceiveWindow = nullptr;
+    // Where notifications go (Kavix_SetReceiveMsgWindow): a message queue,
+    // none by default. Set by the application at any time, read by the
+    // capture thread for each message.
+    std::atomic<void *> ReceiveWindow{nullptr};
 };
 
 // 3. Current mode: the camera's answer to the last scan-state read and the
@@ -56,23 +62,29 @@ struct Rectangle {
 };
 
 // 4. Preview window: owned by the display subsystem, which adds the window's
-// own state here. The two frame buffer pairs (straight and rotated) join this
-// group with the capture loop.
+// own state here, but for the frame buffer pairs of the capture loop.
 struct PreviewWindowGroup {
     void *PreviewWindow = nullptr;
     uint32_t DisplayInfoMode = 0;
     std::mutex FrameSwapMutex;  // held for an index swap and for a whole paint
-    uint8_t RotatedPairInUse = 0;
+    FrameBufferPair StraightPair;  // Width x Height
+    FrameBufferPair RotatedPair;   // Height x Width
+    // Which pair the last shown frame went to: set by the capture thread,
+    // read by painting and pixel reads.
+    std::atomic<uint8_t> RotatedPairInUse{0};
     uint8_t DisplayMode = 0;
     uint32_t ColorKey = 0xFF00FF;
     Rectangle DestRect;
     Rectangle MaskRect;
 };
 
-// 5. A pending snapshot, raw or preview (capture loop).
+// 5. A pending snapshot, raw or preview (capture loop). Everything but Active
+// is touched under Mutex; Active is also read bare by the capture thread when
+// it decides whether anybody wants a frame.
 struct SnapshotRecord {
-    uint32_t Active = 0;
+    std::atomic<uint32_t> Active{0};
     uint32_t Status = 0;
+    platform::Event DoneEvent{platform::Event::Reset::manual, false};
     std::mutex Mutex;
     uint8_t *Destination = nullptr;
     uint32_t *FrameNumbers = nullptr;
@@ -92,9 +104,14 @@ struct RecorderGroup {
     std::mutex RecorderMutex;  // guards the recorder pointer
 };
 
-// 7. Heads of the preview bitmap, raw and preview GDI callback lists
-// (callback subsystem).
-struct CallbackListGroup {};
+// 7. The preview bitmap, raw and preview GDI callback lists. Each holds its
+// own recursive lock (BitmapCallbackMutex, RawCallbackMutex, GdiCallbackMutex):
+// a callback may touch its own list.
+struct CallbackListGroup {
+    display::PreviewBitmapCallbackList Bitmap;
+    display::RawCallbackList Raw;
+    display::PreviewGdiCallbackList Gdi;
+};
 
 // 8. Thread state.
 struct ThreadStateGroup {
@@ -103,18 +120,21 @@ struct ThreadStateGroup {
     uint32_t ReaderStatus = 0;
     uint32_t RequestedUserId = 0;  // the argument of Kavix_Open
     uint8_t USBFunctionAddress = 0;
-    uint32_t TransferStarted = 0;
+    uint32_t TransferStarted = 0;  // 1: started by Kavix_StartTransfer, 0: by a snapshot
     uint32_t BuffersReady = 0;  // frame buffers and the group 9 mutexes exist
+    // The capture thread. It stays set (joinable) after it has ended by
+    // itself, until somebody stops the transfer; CaptureThreadSet mirrors
+    // that for readers on other threads. CaptureControl orders the starts and
+    // stops that application threads ask for.
+    platform::Event StopEvent{platform::Event::Reset::manual, false};
+    platform::Thread CaptureThread;
+    std::atomic<bool> CaptureThreadSet{false};
+    std::mutex CaptureControl;
     // Kept for the record only: the stream reader's limit is its own constant.
     uint32_t MaxTransferSize = 0x80000;
 };
 
-// 9. Callback mutexes. Recursive: a callback may touch its own list.
-struct CallbackMutexGroup {
-    std::recursive_mutex BitmapCallbackMutex;
-    std::recursive_mutex GdiCallbackMutex;
-    std::recursive_mutex RawCallbackMutex;
-};
+// 9. The callback mutexes are the lists' own (group 7).
 
 // 10. Image processing settings.
 struct ProcessingSettings {
@@ -153,7 +173,6 @@ public:
     RecorderGroup recorder;             // 6
     CallbackListGroup callbacks;        // 7
     ThreadStateGroup thread;            // 8
-    CallbackMutexGroup callback_locks;  // 9
     ProcessingSettings processing;      // 10
     EmbeddedObjects objects;            // 11
     CameraDefaults defaults;            // 12
