@@ -41,9 +41,98 @@ typedef struct KavixUSBDevice_t *KAVIXUSB_HANDLE; /* null for none */
 KAVIXUSBD_API uint32_t KavixUSBD_GetLastError(void);
 KAVIXUSBD_API void KavixUSBD_SetLastError(uint32_t error);
 
-/* ---- Device operations ------------------------------------------------------- */
+/* ---- Device operations -------------------------------------------------------
+ * Out counts named `transferred` may be null; other out pointers are required
+ * (87 when null). A handle that isn't open gives 6; a device that has left
+ * the bus gives 1167 until its handle is closed. */
 
-/* ---- Firmware images ---------------------------------------------------------- */
+/* Opens the device with that index (0 to 126): the real devices first, then
+ * the virtual ones. Null with 2 when there is no such device. Handles on one
+ * device share it; each counts as one client. */
+KAVIXUSBD_API KAVIXUSB_HANDLE KavixUSBD_OpenDevice(uint32_t index);
+KAVIXUSBD_API int32_t KavixUSBD_CloseDevice(KAVIXUSB_HANDLE handle);
+
+/* The driver's version: words[0] major-style (0x30000 and later offer both
+ * recovery operations), words[1] minor-style, then two words of detail. */
+KAVIXUSBD_API int32_t KavixUSBD_GetDriverVersion(KAVIXUSB_HANDLE handle, uint32_t *v0,
+                                                 uint32_t *v1, uint32_t *v2, uint32_t *v3);
+/* This library's version: major, minor, patch, 0. Needs no handle. */
+KAVIXUSBD_API int32_t KavixUSBD_GetLibraryVersion(uint32_t *major, uint32_t *minor,
+                                                  uint32_t *patch, uint32_t *build);
+
+/* The active configuration descriptor with all its subordinates. A buffer
+ * too small gives 122, with the needed length in *length. */
+KAVIXUSBD_API int32_t KavixUSBD_GetConfigDescriptor(KAVIXUSB_HANDLE handle, uint8_t *buffer,
+                                                    uint32_t capacity, uint32_t *length);
+KAVIXUSBD_API int32_t KavixUSBD_GetFunctionAddress(KAVIXUSB_HANDLE handle, uint8_t *address);
+/* Clients holding the device, the caller's handle included. */
+KAVIXUSBD_API int32_t KavixUSBD_GetOpenCount(KAVIXUSB_HANDLE handle, uint32_t *count);
+
+/* Non-zero if the device answers and can be used; both outs may be null and
+ * receive 0. A device that doesn't answer may recover after one of the two
+ * recovery operations; close and reopen it afterwards. */
+KAVIXUSBD_API int32_t KavixUSBD_ProbeDevice(KAVIXUSB_HANDLE handle, uint32_t *status,
+                                            uint32_t *detail);
+KAVIXUSBD_API int32_t KavixUSBD_ResetPipes(KAVIXUSB_HANDLE handle); /* first recovery */
+KAVIXUSBD_API int32_t KavixUSBD_ResetPort(KAVIXUSB_HANDLE handle);  /* later recoveries */
+
+/* One control transfer; `buffer` holds `length` bytes. A transfer that moves
+ * fewer bytes than asked succeeds: compare *transferred. A stall gives 31. */
+KAVIXUSBD_API int32_t KavixUSBD_ControlTransfer(KAVIXUSB_HANDLE handle, uint8_t request_type,
+                                                uint8_t request, uint16_t value, uint16_t index,
+                                                uint16_t length, void *buffer,
+                                                uint32_t *transferred);
+
+/* The camera's EEPROM from `first` to `last`, both included (at most 0xFFFF). */
+KAVIXUSBD_API int32_t KavixUSBD_ReadEeprom(KAVIXUSB_HANDLE handle, uint32_t first, uint32_t last,
+                                           uint8_t *buffer, uint32_t *transferred);
+KAVIXUSBD_API int32_t KavixUSBD_WriteEeprom(KAVIXUSB_HANDLE handle, uint32_t first, uint32_t last,
+                                            const uint8_t *buffer, uint32_t *transferred);
+
+/* I2C on the camera's bus `bus`, device `address` (7 bits), with a one- or
+ * two-byte sub-address. A device that doesn't acknowledge gives 31. */
+KAVIXUSBD_API int32_t KavixUSBD_ReadI2CByte(KAVIXUSB_HANDLE handle, uint8_t bus, uint8_t address,
+                                            uint8_t sub_address, uint8_t count, uint8_t *buffer,
+                                            uint32_t *transferred);
+KAVIXUSBD_API int32_t KavixUSBD_WriteI2CByte(KAVIXUSB_HANDLE handle, uint8_t bus, uint8_t address,
+                                             uint8_t sub_address, uint8_t count,
+                                             const uint8_t *buffer, uint32_t *transferred);
+KAVIXUSBD_API int32_t KavixUSBD_ReadI2CWord(KAVIXUSB_HANDLE handle, uint8_t bus, uint8_t address,
+                                            uint16_t sub_address, uint16_t count, uint8_t *buffer,
+                                            uint32_t *transferred);
+KAVIXUSBD_API int32_t KavixUSBD_WriteI2CWord(KAVIXUSB_HANDLE handle, uint8_t bus, uint8_t address,
+                                             uint16_t sub_address, uint16_t count,
+                                             const uint8_t *buffer, uint32_t *transferred);
+
+/* The USB controller's own registers, `first` to `last` included. */
+KAVIXUSBD_API int32_t KavixUSBD_ReadChipRegisters(KAVIXUSB_HANDLE handle, uint16_t first,
+                                                  uint16_t last, uint8_t *buffer,
+                                                  uint32_t *transferred);
+KAVIXUSBD_API int32_t KavixUSBD_WriteChipRegisters(KAVIXUSB_HANDLE handle, uint16_t first,
+                                                   uint16_t last, const uint8_t *buffer,
+                                                   uint32_t *transferred);
+
+/* ---- Firmware images ----------------------------------------------------------
+ * ParseFirmwareImage reads Intel HEX text (records 00 and 01, checksums
+ * verified) into a memory image: image[a] is the byte at address a, mask[a]
+ * is 1 where the text gave a byte. Both buffers hold `capacity` bytes; *count
+ * becomes the highest address given plus one. Text that isn't such an image
+ * gives 13; an address at or beyond `capacity` gives 122. */
+KAVIXUSBD_API int32_t KavixUSBD_ParseFirmwareImage(const char *text, uint32_t length,
+                                                   uint8_t *image, uint8_t *mask,
+                                                   uint32_t capacity, uint32_t *count);
+/* Flattens a parsed image into `destination`: `count` bytes, zero where the
+ * mask is clear. With a null destination only *written is set, to the bytes
+ * needed; a destination below that size gives 122. */
+KAVIXUSBD_API int32_t KavixUSBD_FinishFirmwareImage(const uint8_t *image, const uint8_t *mask,
+                                                    uint32_t count, uint8_t *destination,
+                                                    uint32_t capacity, uint32_t *written);
+/* Writes a parsed image into the controller's RAM with its CPU held in reset,
+ * then starts it: the device leaves the bus and comes back running the new
+ * firmware, to be opened anew. `count` at most 16384. */
+KAVIXUSBD_API int32_t KavixUSBD_DownloadFirmware(KAVIXUSB_HANDLE handle, const uint8_t *image,
+                                                 const uint8_t *mask, uint32_t count,
+                                                 uint32_t *downloaded);
 
 /* ---- Bulk stream ---------------------------------------------------------------
  * The counterpart of overlapped reads on the bulk IN pipe. A read is posted into
