@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstring>
 
+#include "platform/text.h"
 #include "transport/controller_protocol.h"
 #include "transport/sim/descriptors.h"
 #include "transport/windows_errors.h"
@@ -62,28 +63,6 @@ uint32_t reply(const uint8_t *record, uint32_t size, const SetupPacket &s, uint8
     return win::kSuccess;
 }
 
-// UTF-8 to UTF-16LE bytes, stopping at the first zero.
-std::vector<uint8_t> utf16le(const char *text) {
-    std::vector<uint8_t> out;
-    const auto *p = reinterpret_cast<const unsigned char *>(text);
-    while (*p) {
-        uint32_t cp = *p++;
-        int extra = cp >= 0xF0 ? 3 : cp >= 0xE0 ? 2 : cp >= 0xC0 ? 1 : 0;
-        if (extra) cp &= 0x3Fu >> extra;
-        for (; extra > 0 && (*p & 0xC0) == 0x80; --extra) cp = (cp << 6) | (*p++ & 0x3F);
-        if (cp >= 0x10000) {
-            cp -= 0x10000;
-            const uint16_t hi = static_cast<uint16_t>(0xD800 | (cp >> 10));
-            const uint16_t lo = static_cast<uint16_t>(0xDC00 | (cp & 0x3FF));
-            out.insert(out.end(), {static_cast<uint8_t>(hi), static_cast<uint8_t>(hi >> 8),
-                                   static_cast<uint8_t>(lo), static_cast<uint8_t>(lo >> 8)});
-        } else {
-            out.insert(out.end(), {static_cast<uint8_t>(cp), static_cast<uint8_t>(cp >> 8)});
-        }
-    }
-    return out;
-}
-
 // An ID block as the camera library writes one: number, text kind, length with
 // the terminator, text.
 void write_id_block(uint8_t *block, uint32_t id, const char *text, bool wide) {
@@ -91,9 +70,16 @@ void write_id_block(uint8_t *block, uint32_t id, const char *text, bool wide) {
     put_u32(block, id);
     std::vector<uint8_t> bytes;
     if (wide) {
-        bytes = utf16le(text);
-        bytes.resize(std::min<size_t>(bytes.size(), 248));
-        bytes.insert(bytes.end(), {0, 0});
+        // UTF-16LE, whole characters up to 124 units and the terminator.
+        std::u16string wide_text = platform::to_utf16(text);
+        size_t units = std::min<size_t>(wide_text.size(), 124);
+        if (units && units < wide_text.size() && (wide_text[units - 1] & 0xFC00) == 0xD800) --units;
+        for (size_t i = 0; i < units; ++i) {
+            bytes.push_back(static_cast<uint8_t>(wide_text[i]));
+            bytes.push_back(static_cast<uint8_t>(wide_text[i] >> 8));
+        }
+        bytes.push_back(0);
+        bytes.push_back(0);
     } else {
         bytes.assign(text, text + strnlen(text, KAVIXSIM_ID_TEXT_BYTES - 1));
         bytes.push_back(0);
