@@ -25,9 +25,9 @@ struct Waiter {
 
 // The registration of one wait with one object.
 struct WaitLink {
-    WaitLink *prev = nullptr;
-    WaitLink *next = nullptr;
-    Waiter *waiter = nullptr;
+    WaitLink *prev;
+    WaitLink *next;
+    Waiter *waiter;
 };
 
 bool Waitable::is_signalled() const {
@@ -117,6 +117,7 @@ uint32_t wait_any(std::span<Waitable *const> objects, uint32_t timeout_ms) {
         Waitable *object = set[i];
         WaitLink &link = links[i];
         link.waiter = &waiter;
+        link.prev = nullptr;
         link.next = object->waits_;
         if (object->waits_ != nullptr) object->waits_->prev = &link;
         object->waits_ = &link;
