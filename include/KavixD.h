@@ -224,7 +224,29 @@ KAVIX_API KAVIX_BOOL Kavix_GetPreviewGDICallbackList(KAVIX_HANDLE camera, uint32
 
 /* ---- Pipeline ----------------------------------------------------------------- */
 
+/* The method of the live pipeline: 0 to 5 (KAVIX_INTERPOLATION_*); 3 by default.
+ * Others fail with 87 and leave the method as it was. */
+KAVIX_API KAVIX_BOOL Kavix_SetColorInterpolationMethod(KAVIX_HANDLE camera, uint8_t method);
+KAVIX_API KAVIX_BOOL Kavix_GetColorInterpolationMethod(KAVIX_HANDLE camera, uint8_t *method);
+/* Demosaics an 8-bit frame of the camera's colour array (adjusted for mirroring
+ * in the camera) with the given method, 0 to 5 or 253 to 255, into BGR24
+ * (pixel_format 4) or BGR32 (8, fourth byte 0). No other stage is applied; no
+ * transfer is needed. Another pixel_format fails with 87 after the BGR24 image
+ * has been written. */
+KAVIX_API KAVIX_BOOL Kavix_ConvertRawToBGR(KAVIX_HANDLE camera, uint32_t width, uint32_t height,
+                                           const uint8_t *raw, uint8_t *destination,
+                                           uint8_t method, uint32_t pixel_format);
+
 /* ---- Still image files ------------------------------------------------------- */
+
+/* Swaps the first and third byte of every pixel, in place. */
+KAVIX_API KAVIX_BOOL Kavix_ConvertBitmapBGR24ToRGB24(KAVIX_HANDLE camera, uint32_t width,
+                                                     uint32_t height, uint8_t *image);
+/* destination[i] = source[i] >> shift, the shift by bit_code: 2 or 64 give 2, 4 or
+ * 128 give 4, 8 or 256 give 6, 16 or 512 give 8; other codes fail with 87. */
+KAVIX_API KAVIX_BOOL Kavix_ConvTo8BitsImage(KAVIX_HANDLE camera, uint32_t width, uint32_t height,
+                                            uint32_t bit_code, const uint16_t *source,
+                                            uint8_t *destination);
 
 #ifdef __cplusplus
 }
