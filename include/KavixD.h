@@ -250,6 +250,10 @@ KAVIX_API KAVIX_BOOL Kavix_ConvertBitmapBGR24ToRGB24(KAVIX_HANDLE camera, uint32
                                                      uint32_t height, uint8_t *image);
 /* destination[i] = source[i] >> shift, the shift by bit_code: 2 or 64 give 2, 4 or
  * 128 give 4, 8 or 256 give 6, 16 or 512 give 8; other codes fail with 87. */
+KAVIX_API KAVIX_BOOL Kavix_ConvTo8BitsImage(KAVIX_HANDLE camera, uint32_t width, uint32_t height,
+                                            uint32_t bit_code, const uint16_t *source,
+                                            uint8_t *destination);
+
 /* Pixel formats of a still image (rows packed, top row first). */
 #define KAVIX_STILL_MONO8    1u  /* 8-bit grey or raw */
 #define KAVIX_STILL_MONO16   2u  /* 16 significant bits in 16 */
@@ -260,27 +264,19 @@ KAVIX_API KAVIX_BOOL Kavix_ConvertBitmapBGR24ToRGB24(KAVIX_HANDLE camera, uint32
 #define KAVIX_STILL_MONO14  64u
 
 /* Writes an image to a file whose type the extension gives (ignoring case, a
-   leading part of a keyword selects it): RAW (formats 1, 2, 16, 32, 64, as they
-   are), BMP (1, 4, 8; rows not padded), TIFF (1, 4, 8 and the deep grey formats,
-   shifted to 16 bits), JPEG (1, 4, 8) or PNG (1, 4, 8). quality: for JPEG 0 is
-   finest and 50 and 100 give the standard tables (above 100 counts as 100); for
-   PNG an even value writes an interlaced file. Errors: KAVIX_E_BAD_EXTENSION,
-   KAVIX_E_IMAGE_FILE_OPEN, KAVIX_E_RAW_SHORT_WRITE, 87 for a format the type
-   doesn't take (the file is then left empty), 8. */
+ * leading part of a keyword selects it): RAW (formats 1, 2, 16, 32, 64, as they
+ * are), BMP (1, 4, 8; rows not padded), TIFF (1, 4, 8 and the deep grey formats,
+ * shifted to 16 bits), JPEG (1, 4, 8) or PNG (1, 4, 8). quality: for JPEG 0 is
+ * finest and 50 and 100 give the standard tables (above 100 counts as 100); for
+ * PNG an even value writes an interlaced file. Errors: KAVIX_E_BAD_EXTENSION,
+ * KAVIX_E_IMAGE_FILE_OPEN, KAVIX_E_RAW_SHORT_WRITE, 87 for a format the type
+ * doesn't take (the file is then left empty), 8. */
 KAVIX_API KAVIX_BOOL Kavix_SaveImageA(KAVIX_HANDLE camera, uint32_t width, uint32_t height,
                                       uint32_t pixel_format, const void *image,
                                       const char *file_name, uint32_t quality);
 KAVIX_API KAVIX_BOOL Kavix_SaveImageW(KAVIX_HANDLE camera, uint32_t width, uint32_t height,
                                       uint32_t pixel_format, const void *image,
                                       const KAVIX_WCHAR *file_name, uint32_t quality);
-/* Swaps the first and third byte of every pixel of a packed 24-bit image. */
-KAVIX_API KAVIX_BOOL Kavix_ConvertBitmapBGR24ToRGB24(KAVIX_HANDLE camera, uint32_t width,
-                                                     uint32_t height, uint8_t *image);
-/* destination[i] = source[i] >> shift, the shift by bit_code: 2 or 64 give 2, 4 or
-   128 give 4, 8 or 256 give 6, 16 or 512 give 8; other codes fail with 87. */
-KAVIX_API KAVIX_BOOL Kavix_ConvTo8BitsImage(KAVIX_HANDLE camera, uint32_t width, uint32_t height,
-                                            uint32_t bit_code, const uint16_t *source,
-                                            uint8_t *destination);
 
 #ifdef __cplusplus
 }

@@ -1,10 +1,9 @@
-// Exports of still image files and the two small image utilities beside them.
+// Exports of still image files.
 // Saving touches nothing of the session but its last error, so it works
 // whether a transfer runs or not, on the caller's thread.
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 
 #include "KavixD.h"
 #include "platform/text.h"
@@ -52,34 +51,6 @@ KAVIX_API KAVIX_BOOL Kavix_SaveImageW(KAVIX_HANDLE camera, uint32_t width, uint3
                                       uint32_t quality) {
     return kavix::session_export(camera, [&](Session& s) {
         return SaveImage(s, width, height, pixel_format, image, file_name, quality);
-    });
-}
-
-KAVIX_API KAVIX_BOOL Kavix_ConvertBitmapBGR24ToRGB24(KAVIX_HANDLE camera, uint32_t width, uint32_t height,
-                                                     uint8_t* image) {
-    return kavix::session_export(camera, [&](Session& s) -> KAVIX_BOOL {
-        if (image == nullptr) return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
-        const size_t pixels = size_t{width} * height;
-        for (size_t i = 0; i < pixels; ++i) std::swap(image[3 * i], image[3 * i + 2]);
-        return 1;
-    });
-}
-
-KAVIX_API KAVIX_BOOL Kavix_ConvTo8BitsImage(KAVIX_HANDLE camera, uint32_t width, uint32_t height,
-                                            uint32_t bit_code, const uint16_t* source, uint8_t* destination) {
-    return kavix::session_export(camera, [&](Session& s) -> KAVIX_BOOL {
-        int shift = 0;
-        switch (bit_code) {
-            case 2: case 64: shift = 2; break;
-            case 4: case 128: shift = 4; break;
-            case 8: case 256: shift = 6; break;
-            case 16: case 512: shift = 8; break;
-            default: return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
-        }
-        if (source == nullptr || destination == nullptr) return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
-        const size_t samples = size_t{width} * height;
-        for (size_t i = 0; i < samples; ++i) destination[i] = static_cast<uint8_t>(source[i] >> shift);
-        return 1;
     });
 }
 

@@ -501,35 +501,5 @@ TEST_F(StillImageTest, WideNamesReachTheFileSystemAsUtf8) {
     EXPECT_EQ(decoded, grey);
 }
 
-TEST_F(StillImageTest, ConvertBitmapBgrToRgb) {
-    std::vector<uint8_t> image = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-    EXPECT_EQ(Kavix_ConvertBitmapBGR24ToRGB24(handle(), 3, 1, image.data()), 1);
-    EXPECT_EQ(image, (std::vector<uint8_t>{3, 2, 1, 6, 5, 4, 9, 8, 7}));
-    EXPECT_EQ(Kavix_ConvertBitmapBGR24ToRGB24(nullptr, 3, 1, image.data()), 0);
-    EXPECT_EQ(Kavix_ConvertBitmapBGR24ToRGB24(handle(), 3, 1, nullptr), 0);
-    EXPECT_EQ(last_error(), KAVIX_ERROR_INVALID_PARAMETER);
-}
-
-TEST_F(StillImageTest, ConvertDeepSamplesTo8Bits) {
-    const std::vector<uint16_t> source = {0x0000, 0x03FF, 0x0FFF, 0x3FFF, 0xFFFF, 0x1234};
-    const std::vector<std::pair<uint32_t, int>> codes = {{2, 2}, {64, 2},  {4, 4},  {128, 4},
-                                                         {8, 6}, {256, 6}, {16, 8}, {512, 8}};
-    for (auto [code, shift] : codes) {
-        std::vector<uint8_t> out(source.size(), 0xEE);
-        ASSERT_EQ(Kavix_ConvTo8BitsImage(handle(), 3, 2, code, source.data(), out.data()), 1) << code;
-        for (size_t i = 0; i < source.size(); ++i)
-            EXPECT_EQ(out[i], static_cast<uint8_t>(source[i] >> shift)) << code << " " << i;
-    }
-    std::vector<uint8_t> out(source.size(), 0xEE);
-    for (uint32_t code : {0u, 1u, 32u, 1024u}) {
-        session_.set_error(0);
-        EXPECT_EQ(Kavix_ConvTo8BitsImage(handle(), 3, 2, code, source.data(), out.data()), 0) << code;
-        EXPECT_EQ(last_error(), KAVIX_ERROR_INVALID_PARAMETER);
-    }
-    EXPECT_EQ(out, std::vector<uint8_t>(source.size(), 0xEE));
-    EXPECT_EQ(Kavix_ConvTo8BitsImage(handle(), 3, 2, 2, nullptr, out.data()), 0);
-    EXPECT_EQ(Kavix_ConvTo8BitsImage(handle(), 3, 2, 2, source.data(), nullptr), 0);
-}
-
 }  // namespace
 }  // namespace kavix::test
