@@ -3,7 +3,7 @@
 // grey), one thread each, in the same run. Prints MPix/s per case and, at
 // the end, the ratio of our time to libjpeg-turbo's.
 //
-//   build/bench/kavix_jpeg_bench [--benchmark_repetitions=5]
+//   build/bench/kavix_stills_bench [--benchmark_repetitions=5]
 #include <benchmark/benchmark.h>
 #include <turbojpeg.h>
 
