@@ -102,6 +102,22 @@ typedef struct KavixSimCameraConfig {
 KAVIXUSBD_API int32_t KavixSim_InitConfig(KavixSimCameraConfig *config, uint16_t product_id,
                                           uint32_t second_model);
 
+/* A model of the catalogue, as KavixSim_GetModel lists it. */
+#define KAVIXSIM_MODEL_NAME_BYTES 32u
+typedef struct KavixSimModel {
+    uint16_t product_id;
+    uint8_t second_model;  /* 1 for the second model of a shared id (function 112) */
+    uint8_t colour;        /* 1 colour (Bayer), 0 mono */
+    uint8_t has_fpga;
+    uint32_t sensor_width, sensor_height;
+    char name[KAVIXSIM_MODEL_NAME_BYTES]; /* product name, zero-terminated */
+} KavixSimModel;
+
+/* The model at `index` of the catalogue, from 0 up; an id shared by two models
+ * gives two entries, the first with second_model 0. Past the last: 0 with 87.
+ * KavixSim_InitConfig(config, product_id, second_model) makes a camera of it. */
+KAVIXUSBD_API int32_t KavixSim_GetModel(uint32_t index, KavixSimModel *model);
+
 /* Plugs a camera in at the end of the virtual bus. Result: its id, or 0 with
  * 87 for a config that no camera could have (a transfer format outside the
  * mask, boot firmware on a model with an FPGA, a sensor of size 0, ...). */

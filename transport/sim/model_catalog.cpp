@@ -11,24 +11,39 @@ namespace {
 // Families Q1 to Q5 have the sizes the camera library falls back to; Q6 to Q8
 // always report theirs, so their sensors here are simply plausible ones.
 constexpr ModelRow kModels[] = {
-    {0x0109, false, 1280, 964, true, false},  {0x0110, false, 640, 492, true, false},
-    {0x0111, false, 2048, 1536, true, false}, {0x0112, false, 2592, 1944, true, false},
-    {0x0209, true, 1280, 964, true, false},   {0x0210, true, 640, 492, true, false},
-    {0x0211, true, 2048, 1536, true, false},  {0x0212, true, 2592, 1944, true, false},
-    {0x0305, true, 640, 480, false, false},   {0x0310, false, 1024, 776, true, false},
-    {0x0410, true, 1024, 776, true, false},   {0x0509, false, 1280, 1024, true, true},
-    {0x0510, false, 1280, 964, true, false},  {0x0605, true, 1024, 768, false, false},
-    {0x0609, true, 1280, 1024, true, true},   {0x0610, true, 1280, 964, true, false},
-    {0x0705, false, 640, 480, false, false},  {0x0710, false, 1360, 1040, true, false},
-    {0x0805, false, 1024, 768, false, false}, {0x0810, true, 1360, 1040, true, false},
-    {0x0906, false, 640, 492, true, false},   {0x0910, false, 1600, 1236, true, false},
-    {0x1006, true, 640, 492, true, false},    {0x1010, true, 1600, 1236, true, false},
-    {0x1106, false, 1024, 776, true, false},  {0x1206, true, 1024, 776, true, false},
-    {0x1306, false, 1360, 1040, true, false}, {0x1406, true, 1360, 1040, true, false},
-    {0x1506, false, 1600, 1236, true, false}, {0x1606, true, 1600, 1236, true, false},
+    {0x0109, false, 1280, 964, true, false, "Tovrik-Q3M-D", nullptr},
+    {0x0110, false, 640, 492, true, false, "Tovrik-Q1M-A", "Tovrik-Q1M-B"},
+    {0x0111, false, 2048, 1536, true, false, "Tovrik-Q6M-A", nullptr},
+    {0x0112, false, 2592, 1944, true, false, "Tovrik-Q7M-A", nullptr},
+    {0x0209, true, 1280, 964, true, false, "Tovrik-Q3C-D", nullptr},
+    {0x0210, true, 640, 492, true, false, "Tovrik-Q1C-A", "Tovrik-Q1C-B"},
+    {0x0211, true, 2048, 1536, true, false, "Tovrik-Q6C-A", nullptr},
+    {0x0212, true, 2592, 1944, true, false, "Tovrik-Q7C-A", nullptr},
+    {0x0305, true, 640, 480, false, false, "Tovrik-Q1C-E", nullptr},
+    {0x0310, false, 1024, 776, true, false, "Tovrik-Q2M-A", "Tovrik-Q2M-B"},
+    {0x0410, true, 1024, 776, true, false, "Tovrik-Q2C-A", "Tovrik-Q2C-B"},
+    {0x0509, false, 1280, 1024, true, true, "Tovrik-Q8M-F", nullptr},
+    {0x0510, false, 1280, 964, true, false, "Tovrik-Q3M-A", "Tovrik-Q3M-B"},
+    {0x0605, true, 1024, 768, false, false, "Tovrik-Q2C-E", nullptr},
+    {0x0609, true, 1280, 1024, true, true, "Tovrik-Q8C-F", nullptr},
+    {0x0610, true, 1280, 964, true, false, "Tovrik-Q3C-A", "Tovrik-Q3C-B"},
+    {0x0705, false, 640, 480, false, false, "Tovrik-Q1M-E", nullptr},
+    {0x0710, false, 1360, 1040, true, false, "Tovrik-Q4M-A", "Tovrik-Q4M-B"},
+    {0x0805, false, 1024, 768, false, false, "Tovrik-Q2M-E", nullptr},
+    {0x0810, true, 1360, 1040, true, false, "Tovrik-Q4C-A", "Tovrik-Q4C-B"},
+    {0x0906, false, 640, 492, true, false, "Tovrik-Q1M-D", nullptr},
+    {0x0910, false, 1600, 1236, true, false, "Tovrik-Q5M-A", "Tovrik-Q5M-B"},
+    {0x1006, true, 640, 492, true, false, "Tovrik-Q1C-D", nullptr},
+    {0x1010, true, 1600, 1236, true, false, "Tovrik-Q5C-A", "Tovrik-Q5C-B"},
+    {0x1106, false, 1024, 776, true, false, "Tovrik-Q2M-D", nullptr},
+    {0x1206, true, 1024, 776, true, false, "Tovrik-Q2C-D", nullptr},
+    {0x1306, false, 1360, 1040, true, false, "Tovrik-Q4M-D", nullptr},
+    {0x1406, true, 1360, 1040, true, false, "Tovrik-Q4C-D", nullptr},
+    {0x1506, false, 1600, 1236, true, false, "Tovrik-Q5M-D", nullptr},
+    {0x1606, true, 1600, 1236, true, false, "Tovrik-Q5C-D", nullptr},
 };
 
-constexpr ModelRow kGeneric = {0, false, 1280, 1024, true, false};
+constexpr ModelRow kGeneric = {0, false, 1280, 1024, true, false, nullptr, nullptr};
 
 void set_function(KavixSimCameraConfig &c, unsigned id) {
     c.function_bits[id / 16] = static_cast<uint16_t>(c.function_bits[id / 16] | (1u << (id % 16)));
@@ -40,6 +55,27 @@ const ModelRow *find_model(uint16_t product_id) {
     for (const ModelRow &row : kModels)
         if (row.product_id == product_id) return &row;
     return nullptr;
+}
+
+bool catalog_model(uint32_t index, KavixSimModel &model) {
+    for (const ModelRow &row : kModels) {
+        const uint32_t models = row.second_name ? 2 : 1;
+        if (index >= models) {
+            index -= models;
+            continue;
+        }
+        std::memset(&model, 0, sizeof model);
+        model.product_id = row.product_id;
+        model.second_model = static_cast<uint8_t>(index);
+        model.colour = row.colour ? 1 : 0;
+        model.has_fpga = row.fpga ? 1 : 0;
+        model.sensor_width = row.width;
+        model.sensor_height = row.height;
+        const char *name = index ? row.second_name : row.name;
+        std::strncpy(model.name, name, sizeof model.name - 1);
+        return true;
+    }
+    return false;
 }
 
 void default_config(KavixSimCameraConfig &c, uint16_t product_id, bool second_model) {

@@ -44,6 +44,11 @@ KAVIXUSBD_API int32_t KavixSim_InitConfig(KavixSimCameraConfig *config, uint16_t
     return 1;
 }
 
+KAVIXUSBD_API int32_t KavixSim_GetModel(uint32_t index, KavixSimModel *model) {
+    if (!model || !kavix::sim::catalog_model(index, *model)) return fail(win::kInvalidParameter);
+    return 1;
+}
+
 KAVIXUSBD_API KAVIXSIM_CAMERA KavixSim_Plug(const KavixSimCameraConfig *config) {
     if (!config || !kavix::sim::config_is_valid(*config)) return fail(win::kInvalidParameter);
     try {
