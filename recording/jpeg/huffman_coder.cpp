@@ -78,13 +78,14 @@ inline uint32_t ValueBits(int value, int category) {
     return static_cast<uint32_t>(value + (value >> 31)) & ((1u << category) - 1);
 }
 
-// Codes a block given in zig-zag order with the mask of its non-zero AC
-// coefficients (bit k for zig-zag position k).
-inline void CodeZigzagBlock(const int16_t* zigzag, uint64_t nonzero, BitWriter& writer,
-                            int16_t* last_dc, const HuffmanCodeTable& dc,
-                            const HuffmanCodeTable& ac) {
-    const int diff = zigzag[0] - *last_dc;
-    *last_dc = zigzag[0];
+// Codes a block from the mask of its non-zero AC coefficients (bit k for
+// zig-zag position k). The block is in zig-zag order, or in natural order
+// when `natural` is set and positions go through the scan table.
+template <bool natural>
+inline void CodeBlock(const int16_t* block, uint64_t nonzero, BitWriter& writer, int16_t* last_dc,
+                      const HuffmanCodeTable& dc, const HuffmanCodeTable& ac) {
+    const int diff = block[0] - *last_dc;
+    *last_dc = block[0];
     const int dc_category = Category(diff < 0 ? -diff : diff);
     writer.Put((dc.code[dc_category] << dc_category) | ValueBits(diff, dc_category),
                dc.size[dc_category] + dc_category);
@@ -99,7 +100,7 @@ inline void CodeZigzagBlock(const int16_t* zigzag, uint64_t nonzero, BitWriter& 
             writer.Put(ac.code[0xF0], ac.size[0xF0]);
             run -= 16;
         }
-        const int value = zigzag[k];
+        const int value = block[natural ? kZigzagToNatural[k] : k];
         const int category = Category(value < 0 ? -value : value);
         const int symbol = (run << 4) | category;
         writer.Put((ac.code[symbol] << category) | ValueBits(value, category),
@@ -118,7 +119,45 @@ void EncodeScalar(const int16_t* block, BitWriter& writer, int16_t* last_dc,
         zigzag[k] = value;
         nonzero |= static_cast<uint64_t>(value != 0) << k;
     }
-    CodeZigzagBlock(zigzag, nonzero, writer, last_dc, dc, ac);
+    CodeBlock<false>(zigzag, nonzero, writer, last_dc, dc, ac);
+}
+
+// Without a wide permute the block stays in natural order: SSE2 compares give
+// the mask of non-zero coefficients by natural position, one row per byte,
+// and a table per row moves each byte's bits to their zig-zag positions.
+struct ZigzagMaskTable {
+    uint64_t bits[8][256];
+};
+
+const ZigzagMaskTable& MaskTable() {
+    static const ZigzagMaskTable table = [] {
+        ZigzagMaskTable t{};
+        int position_of[64];
+        for (int k = 0; k < 64; ++k) position_of[kZigzagToNatural[k]] = k;
+        for (int row = 0; row < 8; ++row)
+            for (int byte = 0; byte < 256; ++byte)
+                for (int column = 0; column < 8; ++column)
+                    if (byte >> column & 1) t.bits[row][byte] |= uint64_t{1} << position_of[row * 8 + column];
+        return t;
+    }();
+    return table;
+}
+
+void EncodeWithMaskTable(const int16_t* block, BitWriter& writer, int16_t* last_dc, const HuffmanCodeTable& dc,
+                         const HuffmanCodeTable& ac) {
+    const ZigzagMaskTable& table = MaskTable();
+    const __m128i zero = _mm_setzero_si128();
+    uint64_t natural = 0;
+    for (int pair = 0; pair < 4; ++pair) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block + 16 * pair));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block + 16 * pair + 8));
+        // Saturating packs keep zero and non-zero apart.
+        const __m128i is_zero = _mm_cmpeq_epi8(_mm_packs_epi16(a, b), zero);
+        natural |= static_cast<uint64_t>(~_mm_movemask_epi8(is_zero) & 0xFFFF) << (16 * pair);
+    }
+    uint64_t nonzero = 0;
+    for (int row = 0; row < 8; ++row) nonzero |= table.bits[row][(natural >> (8 * row)) & 0xFF];
+    CodeBlock<true>(block, nonzero & ~uint64_t{1}, writer, last_dc, dc, ac);
 }
 
 // With AVX-512 the zig-zag reordering is two permutes over the 64 words and
@@ -147,7 +186,7 @@ __attribute__((target("avx512f,avx512bw"))) void EncodeAvx512(const int16_t* blo
     _mm512_store_si512(zigzag + 32, high);
     const uint64_t nonzero = (static_cast<uint64_t>(_mm512_test_epi16_mask(high, high)) << 32 |
                               _mm512_test_epi16_mask(low, low)) & ~uint64_t{1};
-    CodeZigzagBlock(zigzag, nonzero, writer, last_dc, dc, ac);
+    CodeBlock<false>(zigzag, nonzero, writer, last_dc, dc, ac);
 }
 
 }  // namespace
@@ -178,6 +217,8 @@ bool EncodeHuffmanBlock(const int16_t* coefficients, uint8_t* out, int out_size,
     BitWriter writer(out + *position, state);
     if (level == SimdLevel::kAvx512)
         EncodeAvx512(coefficients, writer, last_dc, dc, ac);
+    else if (level == SimdLevel::kAvx2)
+        EncodeWithMaskTable(coefficients, writer, last_dc, dc, ac);
     else
         EncodeScalar(coefficients, writer, last_dc, dc, ac);
     *position = static_cast<int>(writer.End(state) - out);
