@@ -157,7 +157,47 @@ typedef void (*KAVIX_PREVIEW_GDI_CALLBACK)(void *cairo_context, uint32_t width, 
    opens, calls with a null handle). Clears nothing. */
 KAVIX_API uint32_t Kavix_GetLastError(KAVIX_HANDLE camera);
 
+/* Opens the camera whose user ID is user_id. Without one, user_id is tried as
+   a device index, then the first free camera is taken. Null on failure
+   (Kavix_GetLastError(NULL): KAVIX_E_NO_CAMERA, KAVIX_E_CAMERA_BUSY, ...). */
+KAVIX_API KAVIX_HANDLE Kavix_Open(uint32_t user_id);
+/* Stops everything the session runs and frees it; the handle is then gone. */
+KAVIX_API void Kavix_Close(KAVIX_HANDLE camera);
+/* Devices on the bus, at most 127. */
+KAVIX_API uint32_t Kavix_CameraCount(void);
+/* The session's transport handle, for direct KavixUSBD calls. */
+KAVIX_API KAVIXUSB_HANDLE Kavix_GetKavixUSBHandle(KAVIX_HANDLE camera);
+
 /* ---- Camera information and status ------------------------------------------ */
+
+/* FPGA status words: request 128 with the status id, `words` 16-bit words. The
+   Ex forms pass a selector. KAVIX_E_NO_FPGA on models without FPGA. */
+KAVIX_API KAVIX_BOOL Kavix_SetFPGAStatus(KAVIX_HANDLE camera, uint16_t id, uint16_t words,
+                                         uint8_t *data);
+KAVIX_API KAVIX_BOOL Kavix_GetFPGAStatus(KAVIX_HANDLE camera, uint16_t id, uint16_t words,
+                                         void *data);
+KAVIX_API KAVIX_BOOL Kavix_SetFPGAStatusEx(KAVIX_HANDLE camera, uint16_t selector, uint16_t id,
+                                           uint16_t words, void *data);
+KAVIX_API KAVIX_BOOL Kavix_GetFPGAStatusEx(KAVIX_HANDLE camera, uint16_t selector, uint16_t id,
+                                           uint16_t words, void *data);
+
+/* The user and serial ID blocks: the number, and the text in a buffer of
+   text_bytes bytes (UTF-8 for the A forms, UTF-16 for the W forms), cleared
+   first. A failed EEPROM read still succeeds, with ID 0, no text and
+   KAVIX_E_TRANSFER_FAILED as the last error. */
+KAVIX_API KAVIX_BOOL Kavix_ReadCameraUserIDA(KAVIX_HANDLE camera, uint32_t *id, char *text,
+                                             uint32_t text_bytes);
+KAVIX_API KAVIX_BOOL Kavix_ReadCameraUserIDW(KAVIX_HANDLE camera, uint32_t *id,
+                                             KAVIX_WCHAR *text, uint32_t text_bytes);
+KAVIX_API KAVIX_BOOL Kavix_ReadCameraSerialIDA(KAVIX_HANDLE camera, uint32_t *id, char *text,
+                                               uint32_t text_bytes);
+KAVIX_API KAVIX_BOOL Kavix_ReadCameraSerialIDW(KAVIX_HANDLE camera, uint32_t *id,
+                                               KAVIX_WCHAR *text, uint32_t text_bytes);
+
+/* USB speed of the camera's stream endpoint: 0 full, 1 high, 2 SuperSpeed; and
+   the best the camera can do (from its firmware version). */
+KAVIX_API KAVIX_BOOL Kavix_GetUSBSpeed(KAVIX_HANDLE camera, uint8_t *speed);
+KAVIX_API KAVIX_BOOL Kavix_GetUSBMaxSpeed(KAVIX_HANDLE camera, uint8_t *speed);
 
 /* ---- Models, formats, FPGA, camera memory, firmware ------------------------- */
 

@@ -13,6 +13,7 @@
 #include "platform/thread.h"
 #include "session/camera_info.h"
 #include "session/frame_buffer_pair.h"
+#include "session/register_map.h"
 
 namespace kavix {
 
@@ -157,11 +158,10 @@ struct CameraDefaults {
     uint16_t WhiteBalanceGains[4] = {0, 0, 0, 0};
 };
 
-class KAVIX_COMMON_PARAM {
+class KAVIX_COMMON_PARAM final : public IMorvaneRegMap {
 public:
     KAVIX_COMMON_PARAM() = default;
-    KAVIX_COMMON_PARAM(const KAVIX_COMMON_PARAM &) = delete;
-    KAVIX_COMMON_PARAM &operator=(const KAVIX_COMMON_PARAM &) = delete;
+    ~KAVIX_COMMON_PARAM() = default;
 
     TransportGroup transport;           // 1
     CameraInfo info;                    // 2
@@ -192,6 +192,11 @@ public:
     // The function flag `id`, with the per-model exceptions of the family.
     bool has_function(uint32_t id) const;
     bool is_mono() const { return info.ColorArray == KAVIX_COLOR_MONO; }
+
+    // The register space: the FPGA data space with the register selector,
+    // addresses cut to 24 bits. 0 on success, else the session's last error.
+    uint32_t read_registers(uint32_t address, void *buffer, uint32_t bytes) override;
+    uint32_t write_registers(uint32_t address, const void *buffer, uint32_t bytes) override;
 };
 
 using Session = KAVIX_COMMON_PARAM;
