@@ -1,5 +1,6 @@
-// Still image files through the exports, checked byte by byte where the
-// layout is ours and by the real readers (libtiff, libpng, TurboJPEG).
+// Still image files through the exports of a simulated camera's session,
+// checked byte by byte where the layout is ours and by the real readers
+// (libtiff, libpng, TurboJPEG).
 #include <gtest/gtest.h>
 #include <png.h>
 #include <tiffio.h>
@@ -19,6 +20,7 @@
 #include "session/export_frame.h"
 #include "tests/recording/jpeg_test_support.h"
 #include "tests/recording/test_image.h"
+#include "tests/session/sim_bus.h"
 
 namespace kavix::test {
 namespace {
@@ -45,20 +47,27 @@ std::vector<uint8_t> Words(const std::vector<uint16_t>& values) {
     return bytes;
 }
 
-// A session that serves the exports without a camera: saving touches nothing
-// but the last error.
-class StillImageTest : public ::testing::Test {
+// A simulated camera's session and a scratch directory.
+class StillImageTest : public SimBus {
 protected:
     void SetUp() override {
-        session_.transport.TransportHandle = reinterpret_cast<KAVIXUSB_HANDLE>(uintptr_t{0x1000});
+        SimBus::SetUp();
+        plug_camera(7);
+        camera_ = Kavix_Open(7);
+        ASSERT_NE(camera_, nullptr) << std::hex << Kavix_GetLastError(nullptr);
         std::string pattern = (fs::temp_directory_path() / "kavix_stills_XXXXXX").string();
         ASSERT_NE(mkdtemp(pattern.data()), nullptr);
         dir_ = pattern;
     }
-    void TearDown() override { fs::remove_all(dir_); }
+    void TearDown() override {
+        if (camera_ != nullptr) Kavix_Close(camera_);
+        if (!dir_.empty()) fs::remove_all(dir_);
+        SimBus::TearDown();
+    }
 
-    KAVIX_HANDLE handle() { return handle_of(&session_); }
-    uint32_t last_error() { return Kavix_GetLastError(handle()); }
+    KAVIX_HANDLE handle() { return camera_; }
+    uint32_t last_error() { return Kavix_GetLastError(camera_); }
+    void clear_error() { session_of(camera_)->set_error(0); }
     fs::path Path(const std::string& name) const { return dir_ / name; }
 
     KAVIX_BOOL Save(const std::string& name, uint32_t width, uint32_t height, uint32_t format,
@@ -66,7 +75,7 @@ protected:
         return Kavix_SaveImageA(handle(), width, height, format, pixels, Path(name).c_str(), quality);
     }
 
-    Session session_;
+    KAVIX_HANDLE camera_ = nullptr;
     fs::path dir_;
 };
 
@@ -108,13 +117,13 @@ TEST_F(StillImageTest, UnknownExtensionsFailWithoutAFile) {
     const std::vector<uint8_t> grey(4, 1);
     fs::create_directory(Path("dir.d"));
     for (const char* name : {"shot.bmpx", "dir.d/shot", "shot"}) {
-        session_.set_error(0);
+        clear_error();
         EXPECT_EQ(Save(name, 2, 2, 1, grey.data()), 0) << name;
         EXPECT_EQ(last_error(), KAVIX_E_BAD_EXTENSION) << name;
         EXPECT_FALSE(fs::exists(Path(name))) << name;
     }
     const std::u16string wide = Path("shot.bmpx").u16string();
-    session_.set_error(0);
+    clear_error();
     EXPECT_EQ(Kavix_SaveImageW(handle(), 2, 2, 1, grey.data(), wide.c_str(), 0), 0);
     EXPECT_EQ(last_error(), KAVIX_E_BAD_EXTENSION);
     EXPECT_FALSE(fs::exists(Path("shot.bmpx")));
@@ -133,7 +142,7 @@ TEST_F(StillImageTest, BadArguments) {
     for (auto [width, height, pixels] : {std::tuple{2u, 2u, static_cast<const void*>(nullptr)},
                                          std::tuple{0u, 2u, static_cast<const void*>(grey.data())},
                                          std::tuple{2u, 0u, static_cast<const void*>(grey.data())}}) {
-        session_.set_error(0);
+        clear_error();
         EXPECT_EQ(Save("keep.bmp", width, height, 1, pixels), 0);
         EXPECT_EQ(last_error(), KAVIX_ERROR_INVALID_PARAMETER);
         EXPECT_EQ(ReadFile(Path("keep.bmp")).size(), 3u);
@@ -155,7 +164,7 @@ TEST_F(StillImageTest, RefusedFormatsLeaveAnEmptyFile) {
                           {"a.png", 32}, {"a.png", 0}};
     for (const Case& c : cases) {
         std::ofstream(Path(c.name)) << "old content";
-        session_.set_error(0);
+        clear_error();
         EXPECT_EQ(Save(c.name, 4, 4, c.format, pixels.data()), 0) << c.name << " " << c.format;
         EXPECT_EQ(last_error(), KAVIX_ERROR_INVALID_PARAMETER) << c.name << " " << c.format;
         EXPECT_TRUE(fs::exists(Path(c.name)));
