@@ -166,6 +166,23 @@ TEST_F(IdBlocks, FreshEepromReadsAsAllOnesWithoutText) {
     EXPECT_EQ(wide_text[0], 0);
 }
 
+TEST_F(IdBlocks, FailedEepromReadStillSucceedsWithIdZero) {
+    ASSERT_NE(open(camera_with_texts("abc", "def", false)), nullptr);
+    ASSERT_NE(KavixSim_SetRequestFault(camera_, 0xA2, KAVIXSIM_FAULT_FAIL, 31, 2), 0);
+    uint32_t id = 5;
+    char narrow[8];
+    std::memset(narrow, 'x', sizeof narrow);
+    EXPECT_EQ(Kavix_ReadCameraUserIDA(session_, &id, narrow, sizeof narrow), 1);
+    EXPECT_EQ(id, 0u);
+    EXPECT_EQ(narrow[0], 0);
+    EXPECT_EQ(Kavix_GetLastError(session_), KAVIX_E_TRANSFER_FAILED);
+    char16_t wide_text[8];
+    id = 5;
+    EXPECT_EQ(Kavix_ReadCameraSerialIDW(session_, &id, wide_text, sizeof wide_text), 1);
+    EXPECT_EQ(id, 0u);
+    EXPECT_EQ(wide_text[0], 0);
+}
+
 TEST_F(IdBlocks, IdWithoutTextBuffer) {
     ASSERT_NE(open(camera_with_texts("abc", "def", false)), nullptr);
     uint32_t id = 0;

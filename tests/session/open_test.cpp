@@ -81,6 +81,18 @@ TEST_F(SessionOpen, UnknownUserIdWithoutSuchIndexTakesTheFirstFreeCamera) {
     Kavix_Close(session);
 }
 
+TEST_F(SessionOpen, UnreadableUserIdFallsBackToTheFirstFreeCamera) {
+    // The ID read fails during the first walk: the camera reads as ID 0, is
+    // closed as another camera's, and the second walk takes it.
+    const KAVIXSIM_CAMERA camera = plug_camera(5);
+    ASSERT_NE(KavixSim_SetRequestFault(camera, 0xA2, KAVIXSIM_FAULT_FAIL, 31, 1), 0);
+    KAVIX_HANDLE session = Kavix_Open(5);
+    ASSERT_NE(session, nullptr);
+    EXPECT_EQ(user_id_of(session), 5u);
+    EXPECT_EQ(other_clients(0), 1u);
+    Kavix_Close(session);
+}
+
 TEST_F(SessionOpen, OnlyBusyCamerasBesidesOthersStillFail) {
     const KAVIXSIM_CAMERA a = plug_camera(1);
     const KAVIXSIM_CAMERA b = plug_camera(2);
