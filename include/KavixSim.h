@@ -191,6 +191,99 @@ KAVIXUSBD_API int32_t KavixSim_GetStatusWords(KAVIXSIM_CAMERA camera, uint16_t s
 KAVIXUSBD_API int32_t KavixSim_SetStatusWords(KAVIXSIM_CAMERA camera, uint16_t selector,
                                               uint16_t id, uint16_t count, const uint16_t *words);
 
+/* ---- The frame stream -------------------------------------------------------
+ * A camera streams between KavixUSBD_StartStream and KavixUSBD_StopStream: it
+ * exposes a frame each frame period (clock, clocks per line, lines per frame
+ * and V-blank; in trigger mode one per soft trigger, request 48), keeps it in
+ * its own buffer, and sends a header of header_bytes bytes with the frame
+ * number (little-endian u32 at byte 12), then the pixels in the current
+ * transfer format for the current window, skipping, binning and mirror. A
+ * frame that finds the buffer full is lost: its number is skipped. */
+
+/* What the camera looks at. Levels are linear: 1.0 fills a sample at the
+ * camera's power-on exposure with its default gains; a longer exposure or more
+ * gain brightens the picture in proportion until the samples saturate. */
+#define KAVIXSIM_SCENE_COLOR_BARS    0u /* white, yellow, cyan, green, magenta, red, blue, black at 75 % */
+#define KAVIXSIM_SCENE_FLAT_FIELD    1u /* `level` everywhere */
+#define KAVIXSIM_SCENE_MOVING_TARGET 2u /* a `target_level` square over `level`, a step per frame */
+#define KAVIXSIM_SCENE_GRADIENT      3u /* red rises to the right, blue downwards, green along both */
+typedef struct KavixSimScene {
+    uint32_t kind;
+    float level[3];        /* R, G, B */
+    float target_level[3]; /* R, G, B */
+    float noise;           /* temporal noise, standard deviation in 8-bit levels; 0 for none */
+    uint32_t seed;         /* of the noise: a seed gives the same noise on every run */
+    uint32_t target_size;  /* side in frame pixels; 0 for an eighth of the smaller side */
+    uint32_t target_speed; /* frame pixels per frame, half that vertically */
+} KavixSimScene;
+KAVIXUSBD_API int32_t KavixSim_SetScene(KAVIXSIM_CAMERA camera, const KavixSimScene *scene);
+
+/* Replaces the scene by `count` pixel blocks of `frame_bytes` bytes each, laid
+ * end to end in `frames`, sent unchanged and in turn after each frame's header
+ * whatever their size. A count of 0 brings the scene back. */
+KAVIXUSBD_API int32_t KavixSim_SupplyFrames(KAVIXSIM_CAMERA camera, const void *frames,
+                                            uint32_t frame_bytes, uint32_t count);
+
+typedef struct KavixSimStreamOptions {
+    uint8_t separate_header;  /* the header is a transfer of its own */
+    uint8_t can_restart;      /* KavixUSBD_QueryStreamRestart says yes (default 1) */
+    uint8_t as_fast_as_read;  /* a frame whenever a read wants one, not by the clock */
+    uint8_t reserved;         /* 0 */
+    uint32_t buffer_frames;   /* the camera's own buffer in frames, at least 1 (default 4) */
+    uint32_t first_frame_number; /* number of the next frame, and after a counter reset */
+} KavixSimStreamOptions;
+KAVIXUSBD_API int32_t KavixSim_SetStreamOptions(KAVIXSIM_CAMERA camera,
+                                                const KavixSimStreamOptions *options);
+KAVIXUSBD_API int32_t KavixSim_GetStreamOptions(KAVIXSIM_CAMERA camera,
+                                                KavixSimStreamOptions *options);
+
+/* Faults of the stream, on the frame with a given number. `param` is a byte
+ * offset into the frame (header included) or a byte count, as told;
+ * KAVIXSIM_AT_HALF stands for half the frame. */
+#define KAVIXSIM_STREAM_UNPLUG 1u /* the camera leaves the bus at byte `param`: every read ends with 1167 */
+#define KAVIXSIM_STREAM_TORN   2u /* the frame ends `param` bytes early, in a short transfer */
+#define KAVIXSIM_STREAM_EXTRA  3u /* `param` more bytes (0xEE) follow the frame in its transfer */
+#define KAVIXSIM_STREAM_ERR31  4u /* the read fails with 31 at byte `param`; the pipe stays halted
+                                     (reads fail with 31) until the stream is started again */
+#define KAVIXSIM_STREAM_ERR23  5u /* the read fails with 23 at byte `param`; the rest of the frame is lost */
+#define KAVIXSIM_STREAM_STALL  6u /* the camera stops sending at byte `param`: reads stay pending
+                                     until KavixSim_ResumeStream or a stop */
+#define KAVIXSIM_STREAM_SPLIT  7u /* the frame goes as two transfers, cut after byte `param` */
+#define KAVIXSIM_AT_HALF 0xFFFFFFFFFFFFFFFFull
+KAVIXUSBD_API int32_t KavixSim_AddStreamFault(KAVIXSIM_CAMERA camera, uint32_t kind,
+                                              uint32_t frame_number, uint64_t param);
+/* Faults at random: each frame has one with `per_million` chance, of a kind
+ * in `kinds` (bit kind - 1), at a random offset; drawn from `seed`. */
+KAVIXUSBD_API int32_t KavixSim_SetRandomStreamFaults(KAVIXSIM_CAMERA camera, uint32_t kinds,
+                                                     uint32_t per_million, uint64_t seed);
+KAVIXUSBD_API int32_t KavixSim_ClearStreamFaults(KAVIXSIM_CAMERA camera);
+/* Ends a KAVIXSIM_STREAM_STALL. */
+KAVIXUSBD_API int32_t KavixSim_ResumeStream(KAVIXSIM_CAMERA camera);
+
+typedef struct KavixSimStreamCounters {
+    uint64_t produced;  /* frames exposed, lost ones included */
+    uint64_t delivered; /* frames whose last byte was sent */
+    uint64_t lost;      /* frames that found the camera's buffer full, or were cleared (request 32) */
+    uint64_t bytes;     /* bytes that went into reads */
+    uint64_t faults;    /* stream faults that struck */
+    uint64_t reads;     /* reads completed, with or without error */
+} KavixSimStreamCounters;
+KAVIXUSBD_API int32_t KavixSim_GetStreamCounters(KAVIXSIM_CAMERA camera,
+                                                 KavixSimStreamCounters *counters);
+/* Waits until a counter reaches `value`: 1 when it has, 0 with 258 after
+ * `timeout_ms`. */
+#define KAVIXSIM_COUNTER_PRODUCED  0u
+#define KAVIXSIM_COUNTER_DELIVERED 1u
+#define KAVIXSIM_COUNTER_LOST      2u
+#define KAVIXSIM_COUNTER_BYTES     3u
+#define KAVIXSIM_COUNTER_FAULTS    4u
+#define KAVIXSIM_COUNTER_READS     5u
+KAVIXUSBD_API int32_t KavixSim_WaitStreamCounter(KAVIXSIM_CAMERA camera, uint32_t counter,
+                                                 uint64_t value, uint32_t timeout_ms);
+/* Waits until the camera has sent all it can and waits for something new (a
+ * read, a trigger, the next frame time): 1, or 0 with 258 after `timeout_ms`. */
+KAVIXUSBD_API int32_t KavixSim_WaitStreamIdle(KAVIXSIM_CAMERA camera, uint32_t timeout_ms);
+
 #ifdef __cplusplus
 }
 #endif

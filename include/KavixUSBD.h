@@ -144,6 +144,38 @@ KAVIXUSBD_API int32_t KavixUSBD_DownloadFirmware(KAVIXUSB_HANDLE handle, const u
 
 typedef void (*KAVIXUSBD_STREAM_DONE)(void *context, uint32_t slot);
 
+/* Non-zero if a stream that failed with 31 can be restarted in place (stop,
+ * start, post anew). 0 otherwise, with 50 for a camera that can't, or the
+ * handle's error (6, 1167). */
+KAVIXUSBD_API int32_t KavixUSBD_QueryStreamRestart(KAVIXUSB_HANDLE handle);
+
+/* Prepares the bulk pipe: clears a halt left by error 31; the camera sends
+ * frames from now on. 1167 once the device is gone. */
+KAVIXUSBD_API int32_t KavixUSBD_StartStream(KAVIXUSB_HANDLE handle);
+
+/* Aborts the pipe: every pending read completes (995 unless it finished
+ * first), and their `done` calls have returned when this returns, unless it is
+ * called from a `done` itself. What was left of the frame on its way is lost. */
+KAVIXUSBD_API int32_t KavixUSBD_StopStream(KAVIXUSB_HANDLE handle);
+
+/* Queues a bulk IN read of `length` bytes into `buffer` in slot `slot`
+ * (below KAVIXUSBD_STREAM_SLOTS). Non-zero when queued: the read is pending
+ * (the overlapped 997 case), and `done(context, slot)` is called once it has
+ * completed. 0 with 1167 (or 5) when the device is gone, 87 for a bad slot, a
+ * null buffer or a zero length, 170 while the slot's last read is pending. The
+ * buffer must stay valid until the read completes. */
+KAVIXUSBD_API int32_t KavixUSBD_PostStreamRead(KAVIXUSB_HANDLE handle, uint32_t slot, void *buffer,
+                                               uint32_t length, KAVIXUSBD_STREAM_DONE done,
+                                               void *context);
+
+/* The result of the slot's read, like GetOverlappedResult: with `wait`
+ * non-zero blocks until it completes. Non-zero on success; 0 with 31 (the pipe
+ * stalled), 23 (CRC error or overflow), 1167 (device gone), 995 (aborted), 996
+ * (still pending and `wait` is 0), 87 (bad slot, or it never held a read).
+ * `*transferred` holds the bytes that arrived, also on failure. */
+KAVIXUSBD_API int32_t KavixUSBD_GetStreamResult(KAVIXUSB_HANDLE handle, uint32_t slot, int32_t wait,
+                                                uint32_t *transferred);
+
 #ifdef __cplusplus
 }
 #endif

@@ -3,6 +3,8 @@
 #include <span>
 #include <vector>
 
+#include "KavixUSBD.h"
+
 namespace kavix::transport {
 
 // The eight bytes of a control transfer's setup stage.
@@ -48,6 +50,16 @@ public:
 
     // Clients outside this process that hold the device.
     virtual uint32_t external_clients() = 0;
+
+    // ---- The bulk IN stream of frames (the contract stands in KavixUSBD.h).
+    // Whether a stream that failed with 31 can be restarted in place.
+    virtual bool stream_restartable() = 0;
+    virtual uint32_t start_stream() = 0;
+    virtual uint32_t stop_stream() = 0;
+    virtual uint32_t post_stream_read(uint32_t slot, void *buffer, uint32_t length,
+                                      KAVIXUSBD_STREAM_DONE done, void *context) = 0;
+    // `transferred` gets the bytes that arrived, also on failure.
+    virtual uint32_t stream_result(uint32_t slot, bool wait, uint32_t &transferred) = 0;
 };
 
 }  // namespace kavix::transport

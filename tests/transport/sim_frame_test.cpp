@@ -251,6 +251,19 @@ TEST(SimFrameBayer, MirrorInTheCameraChangesThePhaseAsTheLibraryExpects) {
   }
 }
 
+// A camera that shifts its mirrored readout keeps the phase of its array.
+TEST(SimFrameBayer, MirrorThatKeepsThePhaseLeavesTheArrayAlone) {
+  for (int nibble = 1; nibble < 4; ++nibble) {
+    SensorReadout r = readout(8, 6, kTransferRaw8, 4);
+    r.mirror_h = nibble & 1;
+    r.mirror_v = nibble & 2;
+    r.mirror_keeps_phase = true;
+    const std::vector<uint8_t> px = whole_frame(job_of(r, flat(0, 0, 1)), 0);
+    for (uint32_t y = 0; y < 6; ++y)
+      for (uint32_t x = 0; x < 8; ++x) ASSERT_EQ(px[y * 8 + x], colour_at(4, x, y) == 2 ? 255 : 0);
+  }
+}
+
 TEST(SimFrameBayer, DeepRawSamplesAreRightAligned) {
   for (uint32_t bits : {kTransferRaw10, kTransferRaw12, kTransferRaw14, kTransferRaw16}) {
     const std::vector<uint8_t> px = whole_frame(job_of(readout(4, 2, bits, 2), flat(1, 0, 0)), 0);

@@ -126,10 +126,14 @@ class RowRenderer {
     const float wg = static_cast<float>(0.5 * (response_.wb[kGr] + response_.wb[kGb]));
     const float wb = static_cast<float>(response_.wb[kB]);
     if (bayer_) {
+      // The filter colour of a pixel is that of the sensor pixel it was read
+      // from, unless the camera keeps the phase when it mirrors.
       const Cfa *phase = kPhase[r_.color_array - 2];
-      const uint32_t wy = r_.mirror_v ? r_.height - 1 - y : y;
+      const bool flip_h = r_.mirror_h && !r_.mirror_keeps_phase;
+      const bool flip_v = r_.mirror_v && !r_.mirror_keeps_phase;
+      const uint32_t wy = flip_v ? r_.height - 1 - y : y;
       for (uint32_t x = 0; x < w; ++x) {
-        const uint32_t wx = r_.mirror_h ? w - 1 - x : x;
+        const uint32_t wx = flip_h ? w - 1 - x : x;
         const Cfa c = phase[(wy & 1u) * 2 + (wx & 1u)];
         samples_[x] = sum_[3 * x + kCfaChannel[c]] * static_cast<float>(response_.wb[c]);
       }
@@ -369,6 +373,26 @@ std::shared_ptr<const Picture> supplied_picture(const SensorReadout &readout, co
   p->pixel_bytes = size;
   p->pixels.assign(bytes, bytes + size);
   return p;
+}
+
+void scene_mean(const SensorReadout &r, const SceneSpec &scene, double (&rgb)[3]) {
+  constexpr uint32_t kGrid = 16;
+  const uint32_t span_x = std::max<uint32_t>(r.width * (r.h_skip + 1u) * (r.h_bin + 1u), 1);
+  const uint32_t span_y = std::max<uint32_t>(r.height * (r.v_skip + 1u) * (r.v_bin + 1u), 1);
+  const uint32_t last_x = r.sensor_width ? r.sensor_width - 1 : 0;
+  const uint32_t last_y = r.sensor_height ? r.sensor_height - 1 : 0;
+  uint32_t columns[kGrid];
+  for (uint32_t i = 0; i < kGrid; ++i)
+    columns[i] = std::min(r.offset_x + static_cast<uint32_t>((i + 0.5) * span_x / kGrid), last_x);
+  float row[3 * kGrid];
+  double sum[3] = {0, 0, 0};
+  for (uint32_t j = 0; j < kGrid; ++j) {
+    const uint32_t sy = std::min(r.offset_y + static_cast<uint32_t>((j + 0.5) * span_y / kGrid), last_y);
+    scene_row(scene, r.sensor_width, r.sensor_height, sy, columns, kGrid, row);
+    for (uint32_t i = 0; i < kGrid; ++i)
+      for (int c = 0; c < 3; ++c) sum[c] += row[3 * i + c];
+  }
+  for (int c = 0; c < 3; ++c) rgb[c] = sum[c] / (kGrid * kGrid);
 }
 
 TargetPlace target_place(const Picture &p, uint32_t number) {

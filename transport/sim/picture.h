@@ -25,6 +25,8 @@ struct SensorReadout {
   uint8_t h_bin = 0, v_bin = 0;                  // binning: n + 1 pixels of one colour combined
   bool bin_sum = false;                          // binning adds instead of averaging
   bool mirror_h = false, mirror_v = false;       // mirror in the camera
+  bool mirror_keeps_phase = false;               // the camera shifts its mirrored readout by a
+                                                 // pixel so that the Bayer phase stays
   uint16_t color_array = 2;                      // of the sensor: 1 mono, 2 to 5 Bayer phases
   uint32_t transfer_bits = kTransferRaw8;
 
@@ -69,6 +71,10 @@ std::shared_ptr<const Picture> render_picture(const SensorReadout &readout, cons
 // A picture that sends the given pixel bytes unchanged, whatever their size.
 std::shared_ptr<const Picture> supplied_picture(const SensorReadout &readout, const uint8_t *bytes,
                                                 uint64_t size);
+
+// Mean radiance (R, G, B) of the scene over the window the readout sees,
+// from a coarse grid of samples; what a camera's own automatic controls meter.
+void scene_mean(const SensorReadout &readout, const SceneSpec &scene, double (&rgb)[3]);
 
 // Where the moving square stands in frame `number`, in output pixels.
 struct TargetPlace {

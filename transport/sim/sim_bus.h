@@ -55,6 +55,17 @@ public:
     }
     uint32_t external_clients() override { return camera_->external_clients(generation_); }
 
+    bool stream_restartable() override { return camera_->stream_restartable(generation_); }
+    uint32_t start_stream() override { return camera_->start_stream(generation_); }
+    uint32_t stop_stream() override { return camera_->stop_stream(generation_); }
+    uint32_t post_stream_read(uint32_t slot, void *buffer, uint32_t length,
+                              KAVIXUSBD_STREAM_DONE done, void *context) override {
+        return camera_->post_stream_read(generation_, slot, buffer, length, done, context);
+    }
+    uint32_t stream_result(uint32_t slot, bool wait, uint32_t &transferred) override {
+        return camera_->stream_result(generation_, slot, wait, transferred);
+    }
+
     VirtualCamera &camera() { return *camera_; }
     uint32_t generation() const { return generation_; }
 

@@ -118,6 +118,9 @@ VirtualCamera::VirtualCamera(KAVIXSIM_CAMERA id, const KavixSimCameraConfig &con
         }
     }
     power_on();
+    reference_seconds_ = exposure_seconds();
+    stream_ = std::make_unique<CameraStream>([this] { return exposure_settings(); },
+                                             [this] { unplug(); });
 }
 
 // ---- Power-on state ------------------------------------------------------------
@@ -267,6 +270,7 @@ void VirtualCamera::unplug() {
     unplugged_ = true;
     ++generation_;
     presence_changed_.notify_all();
+    stream_->unplug();  // reads in flight end with the device gone
 }
 
 bool VirtualCamera::unplugged() {
@@ -324,7 +328,10 @@ uint32_t VirtualCamera::control(uint32_t generation, const SetupPacket &setup, u
         transferred = std::min(transferred, fault->param);
         return result;
     }
-    return dispatch(setup, data, transferred);
+    const uint32_t result = dispatch(setup, data, transferred);
+    // A command may change what the next frame looks like, or when it comes.
+    if (!setup.is_in() && result == win::kSuccess) stream_->settings_changed();
+    return result;
 }
 
 uint32_t VirtualCamera::dispatch(const SetupPacket &s, uint8_t *data, uint32_t &transferred) {
@@ -336,6 +343,7 @@ uint32_t VirtualCamera::dispatch(const SetupPacket &s, uint8_t *data, uint32_t &
         case request::kClearBuffer:
             if (s.is_in()) return kStall;
             ++state_.buffer_clears;
+            stream_->clear_buffer();
             return win::kSuccess;
         case request::kShutterGain: return shutter_gain(s, data, transferred);
         case request::kClock: return sensor_clock(s, data, transferred);
@@ -343,6 +351,7 @@ uint32_t VirtualCamera::dispatch(const SetupPacket &s, uint8_t *data, uint32_t &
         case request::kSoftTrigger:
             if (s.is_in()) return kStall;
             ++state_.soft_triggers;
+            stream_->soft_trigger();
             return win::kSuccess;
         case request::kStatusWords: return status_words(s, data, transferred);
         case request::kSettingSpace: return setting_space(s, data, transferred);
@@ -604,7 +613,10 @@ void VirtualCamera::pulse(uint16_t bits) {
         fit_window(state_.scan_mode, state_.window_x, state_.window_y, state_.window_width / hf,
                    state_.window_height / vf);
     }
-    if (bits & pulse::kResetCounters) ++state_.counter_resets;
+    if (bits & pulse::kResetCounters) {
+        ++state_.counter_resets;
+        stream_->set_frame_number(first_frame_number_);
+    }
     if (bits & pulse::kTriggerReadOut) ++state_.read_outs;
     if (bits & pulse::kSubTrigger) ++state_.sub_triggers;
 }

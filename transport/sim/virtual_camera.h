@@ -4,12 +4,14 @@
 #include <condition_variable>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <vector>
 
 #include "KavixSim.h"
 #include "transport/device.h"
+#include "transport/sim/camera_stream.h"
 
 namespace kavix::sim {
 
@@ -32,6 +34,16 @@ inline constexpr uint16_t kExposureLimits = 88;  // six words, read only
 inline constexpr uint16_t kCameraMode = 101;
 inline constexpr uint16_t kSwitches = 102;       // read only (the camera's inputs)
 inline constexpr uint16_t kFunctionBits = 104;   // sixteen words, read only
+// The camera's own automatic controls and binning sum, as the frames show them.
+inline constexpr uint16_t kBinningSum = 46;
+inline constexpr uint16_t kCameraWhiteBalanceGains = 64;  // four words: R, Gr, Gb, B
+inline constexpr uint16_t kCameraWhiteBalanceMode = 68;
+inline constexpr uint16_t kAutoMaxShutterLine = 69;       // two words
+inline constexpr uint16_t kAutoMinShutterLine = 71;       // two words
+inline constexpr uint16_t kAutoMode = 73;                 // 1 shutter, 2 gain
+inline constexpr uint16_t kAutoTarget = 74;
+inline constexpr uint16_t kAutoMaxGain = 75;
+inline constexpr uint16_t kAutoMinGain = 76;
 }  // namespace status
 
 // Pulse bits of status 80.
@@ -118,6 +130,19 @@ public:
     bool get_status_words(uint16_t selector, uint16_t id, uint16_t count, uint16_t *words);
     bool set_status_words(uint16_t selector, uint16_t id, uint16_t count, const uint16_t *words);
 
+    // ---- The frame stream (virtual_camera_stream.cpp) -------------------------------
+    bool stream_restartable(uint32_t generation);
+    uint32_t start_stream(uint32_t generation);
+    uint32_t stop_stream(uint32_t generation);
+    uint32_t post_stream_read(uint32_t generation, uint32_t slot, void *buffer, uint32_t length,
+                              KAVIXUSBD_STREAM_DONE done, void *context);
+    uint32_t stream_result(uint32_t generation, uint32_t slot, bool wait, uint32_t &transferred);
+    // The simulator's program for the stream.
+    CameraStream &stream() { return *stream_; }
+    void set_scene(const SceneSpec &scene);
+    void set_first_frame_number(uint32_t number);
+    uint32_t first_frame_number();
+
     static constexpr uint32_t kEepromBytes = 2048;
     static constexpr uint8_t kEepromI2CAddress = 0x51;
     static constexpr uint8_t kSensorI2CAddress = 0x5D;
@@ -157,6 +182,15 @@ private:
     uint32_t eeprom(const transport::SetupPacket &s, uint8_t *data, uint32_t &transferred);
     uint32_t i2c(const transport::SetupPacket &s, bool word_address, uint8_t *data,
                  uint32_t &transferred);
+
+    // What the next frame is exposed with; runs the camera's own automatic
+    // controls first. Takes mutex_.
+    ExposureSettings exposure_settings();
+    double exposure_seconds() const;  // with mutex_ held
+    void camera_controls(const SensorReadout &readout, double digital);
+    double reference_seconds_ = 0;  // the exposure at power-on: a scene's 1.0 fills a sample there
+    SceneSpec scene_;
+    uint32_t first_frame_number_ = 0;
 
     uint16_t read_status(uint16_t id) const;
     uint32_t write_status(uint16_t id, const uint16_t *words, uint16_t count);
@@ -199,6 +233,9 @@ private:
     uint16_t pending_vblank_ = 0;
 
     SensorState state_;
+
+    // Last, so that it ends (its worker joined) before the rest of the camera.
+    std::unique_ptr<CameraStream> stream_;
 };
 
 }  // namespace kavix::sim

@@ -58,14 +58,14 @@ std::vector<transport::FoundDevice> UsbBus::devices() {
     for (Entry &e : family) {
         // The reference taken above lives as long as the entry's opener.
         std::shared_ptr<libusb_device> device(e.device, libusb_unref_device);
-        found.push_back({e.path, [device](uint32_t &error) -> std::shared_ptr<transport::Device> {
+        found.push_back({e.path, [device, context = context_](uint32_t &error) -> std::shared_ptr<transport::Device> {
                              libusb_device_handle *handle = nullptr;
                              const int r = libusb_open(device.get(), &handle);
                              if (r != LIBUSB_SUCCESS) {
                                  error = windows_error(r);
                                  return nullptr;
                              }
-                             return std::make_shared<UsbDevice>(handle);
+                             return std::make_shared<UsbDevice>(context, handle);
                          }});
     }
     return found;

@@ -3,6 +3,7 @@
 #include <libusb.h>
 
 #include "transport/usb/usb_errors.h"
+#include "transport/usb/usb_stream.h"
 #include "transport/windows_errors.h"
 
 namespace kavix::usb {
@@ -13,7 +14,8 @@ constexpr unsigned kControlTimeoutMs = 5000;
 constexpr int kInterface = 0;
 }  // namespace
 
-UsbDevice::UsbDevice(libusb_device_handle *handle) : handle_(handle) {
+UsbDevice::UsbDevice(libusb_context *context, libusb_device_handle *handle)
+    : handle_(handle), stream_(std::make_unique<UsbStream>(context, handle)) {
     libusb_set_auto_detach_kernel_driver(handle_, 1);
     const int r = libusb_claim_interface(handle_, kInterface);
     claimed_ = r == LIBUSB_SUCCESS;
@@ -21,6 +23,7 @@ UsbDevice::UsbDevice(libusb_device_handle *handle) : handle_(handle) {
 }
 
 UsbDevice::~UsbDevice() {
+    stream_.reset();
     if (claimed_) libusb_release_interface(handle_, kInterface);
     libusb_close(handle_);
 }
@@ -91,5 +94,18 @@ uint32_t UsbDevice::driver_version(uint32_t (&words)[4]) {
 }
 
 uint32_t UsbDevice::external_clients() { return held_elsewhere_ ? 1 : 0; }
+
+uint32_t UsbDevice::start_stream() { return stream_->start(); }
+
+uint32_t UsbDevice::stop_stream() { return stream_->stop(); }
+
+uint32_t UsbDevice::post_stream_read(uint32_t slot, void *buffer, uint32_t length,
+                                     KAVIXUSBD_STREAM_DONE done, void *context) {
+    return stream_->post(slot, buffer, length, done, context);
+}
+
+uint32_t UsbDevice::stream_result(uint32_t slot, bool wait, uint32_t &transferred) {
+    return stream_->result(slot, wait, transferred);
+}
 
 }  // namespace kavix::usb

@@ -1,9 +1,11 @@
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "transport/device.h"
 
+struct libusb_context;
 struct libusb_device_handle;
 
 namespace kavix::usb {
@@ -13,7 +15,7 @@ namespace kavix::usb {
 // device held by another process counts that process as a client.
 class UsbDevice final : public transport::Device {
 public:
-    explicit UsbDevice(libusb_device_handle *handle);
+    UsbDevice(libusb_context *context, libusb_device_handle *handle);
     ~UsbDevice() override;
     UsbDevice(const UsbDevice &) = delete;
     UsbDevice &operator=(const UsbDevice &) = delete;
@@ -27,8 +29,16 @@ public:
     uint32_t driver_version(uint32_t (&words)[4]) override;
     uint32_t external_clients() override;
 
+    bool stream_restartable() override { return true; }
+    uint32_t start_stream() override;
+    uint32_t stop_stream() override;
+    uint32_t post_stream_read(uint32_t slot, void *buffer, uint32_t length,
+                              KAVIXUSBD_STREAM_DONE done, void *context) override;
+    uint32_t stream_result(uint32_t slot, bool wait, uint32_t &transferred) override;
+
 private:
     libusb_device_handle *handle_;
+    std::unique_ptr<class UsbStream> stream_;  // ended before the handle closes
     bool claimed_ = false;
     bool held_elsewhere_ = false;
 };

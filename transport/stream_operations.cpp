@@ -1,0 +1,64 @@
+// The KavixUSBD_ stream operations: the overlapped reads of the bulk IN pipe,
+// handed to the device's backend after the handle and argument checks.
+#include <new>
+
+#include "KavixUSBD.h"
+#include "platform/last_error.h"
+#include "transport/device_registry.h"
+#include "transport/windows_errors.h"
+
+using kavix::platform::set_last_error;
+using namespace kavix::transport;
+
+namespace {
+
+int32_t result(uint32_t error) {
+  if (error == win::kSuccess) return 1;
+  set_last_error(error);
+  return 0;
+}
+
+template <typename Body>
+int32_t with_device(KAVIXUSB_HANDLE handle, Body body) {
+  try {
+    std::shared_ptr<Device> device = DeviceRegistry::instance().device(handle);
+    if (!device) return result(win::kInvalidHandle);
+    return result(body(*device));
+  } catch (const std::bad_alloc &) {
+    return result(win::kNotEnoughMemory);
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+KAVIXUSBD_API int32_t KavixUSBD_QueryStreamRestart(KAVIXUSB_HANDLE handle) {
+  return with_device(handle, [](Device &d) { return d.stream_restartable() ? win::kSuccess : win::kNotSupported; });
+}
+
+KAVIXUSBD_API int32_t KavixUSBD_StartStream(KAVIXUSB_HANDLE handle) {
+  return with_device(handle, [](Device &d) { return d.start_stream(); });
+}
+
+KAVIXUSBD_API int32_t KavixUSBD_StopStream(KAVIXUSB_HANDLE handle) {
+  return with_device(handle, [](Device &d) { return d.stop_stream(); });
+}
+
+KAVIXUSBD_API int32_t KavixUSBD_PostStreamRead(KAVIXUSB_HANDLE handle, uint32_t slot, void *buffer, uint32_t length,
+                                               KAVIXUSBD_STREAM_DONE done, void *context) {
+  return with_device(handle, [&](Device &d) {
+    if (slot >= KAVIXUSBD_STREAM_SLOTS || !buffer || length == 0) return win::kInvalidParameter;
+    return d.post_stream_read(slot, buffer, length, done, context);
+  });
+}
+
+KAVIXUSBD_API int32_t KavixUSBD_GetStreamResult(KAVIXUSB_HANDLE handle, uint32_t slot, int32_t wait,
+                                                uint32_t *transferred) {
+  return with_device(handle, [&](Device &d) {
+    if (!transferred || slot >= KAVIXUSBD_STREAM_SLOTS) return win::kInvalidParameter;
+    return d.stream_result(slot, wait != 0, *transferred);
+  });
+}
+
+}  // extern "C"
