@@ -880,6 +880,7 @@ bool VirtualCamera::set_status_words(uint16_t selector, uint16_t id, uint16_t co
     if (selector == kStatusSelector) {
         if (uint32_t{id} + count > kStatusIds) return false;
         std::copy_n(words, count, status_.begin() + id);
+        stream_->settings_changed();  // e.g. the trigger mode, for the next frame
         return true;
     }
     if (selector == kDefectSelector) {

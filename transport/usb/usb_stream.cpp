@@ -147,6 +147,7 @@ void UsbStream::finished(uint32_t slot, uint32_t status, uint32_t transferred) {
       ready.push_back({read.done, read.context, s});
     }
     delivering_ = true;
+    delivering_on_ = std::this_thread::get_id();
   }
   for (const Done &d : ready)
     if (d.done) d.done(d.context, d.slot);
@@ -173,12 +174,13 @@ void UsbStream::handle_events() {
 }
 
 // Cancels every transfer in flight; all of them complete (with 995 unless
-// they finished first). Waits for that, except on the event thread itself,
-// which delivers the completions once its callback returns.
+// they finished first). Waits for that, except inside a completion callback,
+// whose thread delivers the completions once the callback returns.
 void UsbStream::cancel_and_wait(std::unique_lock<std::mutex> &lock) {
   for (uint32_t s : order_)
     if (!slot_[s].finished) libusb_cancel_transfer(slot_[s].transfer);
-  if (!events_.joinable() || std::this_thread::get_id() == events_id_) return;
+  const auto self = std::this_thread::get_id();
+  if (!events_.joinable() || self == events_id_ || (delivering_ && self == delivering_on_)) return;
   idle_.wait(lock, [&] { return order_.empty() && !delivering_; });
 }
 

@@ -57,6 +57,7 @@ class UsbStream {
   Slot slot_[KAVIXUSBD_STREAM_SLOTS];
   std::deque<uint32_t> order_;  // slots in flight, in the order posted
   bool delivering_ = false;
+  std::thread::id delivering_on_;  // callbacks may run on whichever thread handles libusb's events
 
   std::thread events_;
   std::thread::id events_id_;
