@@ -281,9 +281,18 @@ TEST(SimStream, TimedFramesFollowTheFramePeriod) {
   reader.post_initial();
   const auto begin = std::chrono::steady_clock::now();
   rig.start();
-  for (int i = 0; i < 10; ++i) ASSERT_TRUE(reader.next().ok);
+  // A loaded machine may keep the reader away long enough for the camera's
+  // buffer to overflow, so losses are allowed; what must hold is that no frame
+  // comes before its time and the numbers only go up.
+  uint32_t previous = 0;
+  for (int i = 0; i < 10; ++i) {
+    const auto frame = reader.next();
+    ASSERT_TRUE(frame.ok);
+    const uint32_t number = le32(&frame.data[12]);
+    if (i > 0) EXPECT_GT(number, previous);
+    previous = number;
+  }
   EXPECT_GE(std::chrono::steady_clock::now() - begin, 50ms);
-  EXPECT_EQ(rig.stream.counters().lost, 0u);
 }
 
 // Nobody reads: the camera's buffer fills, later frames are lost, and the
