@@ -289,7 +289,9 @@ TEST(SimStream, TimedFramesFollowTheFramePeriod) {
     const auto frame = reader.next();
     ASSERT_TRUE(frame.ok);
     const uint32_t number = le32(&frame.data[12]);
-    if (i > 0) EXPECT_GT(number, previous);
+    if (i > 0) {
+      EXPECT_GT(number, previous);
+    }
     previous = number;
   }
   EXPECT_GE(std::chrono::steady_clock::now() - begin, 50ms);
