@@ -177,6 +177,24 @@ typedef struct KavixSimCameraState {
 } KavixSimCameraState;
 KAVIXUSBD_API int32_t KavixSim_GetState(KAVIXSIM_CAMERA camera, KavixSimCameraState *state);
 
+/* The camera's log of control transfers that reached it (faulted ones
+ * included), so that a program can see what went over the wire. The camera
+ * keeps the most recent KAVIXSIM_CONTROL_LOG_SIZE. */
+#define KAVIXSIM_CONTROL_LOG_SIZE 1024u
+typedef struct KavixSimControlRecord {
+    uint8_t request_type; /* bit 7: to the host */
+    uint8_t request;
+    uint16_t value;
+    uint16_t index;
+    uint16_t length;
+    uint8_t data[64];     /* the first bytes sent, for a transfer to the camera */
+} KavixSimControlRecord;
+/* Copies up to `capacity` records, oldest first, of the most recent ones;
+ * `count` gets the number copied. */
+KAVIXUSBD_API int32_t KavixSim_GetControlLog(KAVIXSIM_CAMERA camera, KavixSimControlRecord *records,
+                                             uint32_t capacity, uint32_t *count);
+KAVIXUSBD_API int32_t KavixSim_ClearControlLog(KAVIXSIM_CAMERA camera);
+
 /* Back doors for tests and tools: the camera's memories without a transfer. */
 KAVIXUSBD_API int32_t KavixSim_ReadEeprom(KAVIXSIM_CAMERA camera, uint32_t address,
                                           uint8_t *data, uint32_t bytes);

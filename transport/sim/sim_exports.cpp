@@ -163,4 +163,20 @@ KAVIXUSBD_API int32_t KavixSim_SetStatusWords(KAVIXSIM_CAMERA camera, uint16_t s
     });
 }
 
+KAVIXUSBD_API int32_t KavixSim_GetControlLog(KAVIXSIM_CAMERA camera, KavixSimControlRecord *records,
+                                             uint32_t capacity, uint32_t *count) {
+    if (!count || (!records && capacity)) return fail(win::kInvalidParameter);
+    return with_camera(camera, [&](VirtualCamera &c) {
+        *count = c.control_log(records, capacity);
+        return 1;
+    });
+}
+
+KAVIXUSBD_API int32_t KavixSim_ClearControlLog(KAVIXSIM_CAMERA camera) {
+    return with_camera(camera, [&](VirtualCamera &c) {
+        c.clear_control_log();
+        return 1;
+    });
+}
+
 }  // extern "C"

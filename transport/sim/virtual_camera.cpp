@@ -309,6 +309,7 @@ uint32_t VirtualCamera::control(uint32_t generation, const SetupPacket &setup, u
     transferred = 0;
     if (!usable(generation)) return win::kDeviceNotConnected;
     ++control_transfers_;
+    log_control(setup, data);
 
     std::optional<Fault> fault;
     if (auto it = faults_.find(setup.request); it != faults_.end()) {
@@ -799,6 +800,33 @@ uint32_t VirtualCamera::i2c(const SetupPacket &s, bool word_address, uint8_t *da
 }
 
 // ---- State and back doors ---------------------------------------------------------------
+
+void VirtualCamera::log_control(const SetupPacket &setup, const uint8_t *data) {
+    if (control_log_.empty()) control_log_.resize(KAVIXSIM_CONTROL_LOG_SIZE);
+    KavixSimControlRecord &r = control_log_[log_next_++ % KAVIXSIM_CONTROL_LOG_SIZE];
+    r = KavixSimControlRecord{};
+    r.request_type = setup.request_type;
+    r.request = setup.request;
+    r.value = setup.value;
+    r.index = setup.index;
+    r.length = setup.length;
+    if (!setup.is_in() && data != nullptr)
+        std::memcpy(r.data, data, std::min<size_t>(setup.length, sizeof r.data));
+}
+
+uint32_t VirtualCamera::control_log(KavixSimControlRecord *records, uint32_t capacity) const {
+    std::lock_guard lock(mutex_);
+    const uint64_t kept = std::min<uint64_t>(log_next_, KAVIXSIM_CONTROL_LOG_SIZE);
+    const uint64_t n = std::min<uint64_t>(kept, capacity);
+    for (uint64_t i = 0; i < n; ++i)
+        records[i] = control_log_[(log_next_ - n + i) % KAVIXSIM_CONTROL_LOG_SIZE];
+    return static_cast<uint32_t>(n);
+}
+
+void VirtualCamera::clear_control_log() {
+    std::lock_guard lock(mutex_);
+    log_next_ = 0;
+}
 
 SensorState VirtualCamera::snapshot() const {
     std::lock_guard lock(mutex_);

@@ -123,6 +123,9 @@ public:
     uint16_t status_word(uint16_t id) const;             // with mutex() held
     SensorState snapshot() const;
     void get_public_state(KavixSimCameraState &out);
+    // The most recent control transfers, oldest first, at most `capacity`.
+    uint32_t control_log(KavixSimControlRecord *records, uint32_t capacity) const;
+    void clear_control_log();
 
     bool read_eeprom(uint32_t address, uint8_t *data, uint32_t bytes);
     bool write_eeprom(uint32_t address, const uint8_t *data, uint32_t bytes);
@@ -167,6 +170,7 @@ private:
     uint32_t short_limit_line() const;
     uint32_t long_limit_line() const;
     uint32_t dispatch(const transport::SetupPacket &setup, uint8_t *data, uint32_t &transferred);
+    void log_control(const transport::SetupPacket &setup, const uint8_t *data);
 
     uint32_t camera_info(const transport::SetupPacket &s, uint8_t *data, uint32_t &transferred);
     uint32_t scan_state(const transport::SetupPacket &s, uint8_t *data, uint32_t &transferred);
@@ -217,6 +221,9 @@ private:
     uint32_t control_transfers_ = 0;
     bool boot_firmware_ = false;
     std::map<uint8_t, Fault> faults_;
+    // Ring of the last KAVIXSIM_CONTROL_LOG_SIZE transfers; log_next_ counts all.
+    std::vector<KavixSimControlRecord> control_log_;
+    uint64_t log_next_ = 0;
 
     // Memories.
     std::vector<uint8_t> eeprom_;
