@@ -268,6 +268,106 @@ KAVIX_API KAVIX_BOOL Kavix_GetPreviewGDICallbackList(KAVIX_HANDLE camera, uint32
 
 /* ---- Image size, clock, trigger, I/O, defect pixels ------------------------- */
 
+/* Scan modes are the camera's numbers. KAVIX_SCAN_MODE_FREE_REGION is a free
+ * region of interest: all four position values count. In any other mode the
+ * sensor fixes width and X offset; modes 16, 32, 64, 128 and 256 bin, and in
+ * modes 4 and 32 an exposure may be longer than the frame. */
+#define KAVIX_SCAN_MODE_FREE_REGION 0x8000u
+
+/* Asks the camera for a scan mode and window, then takes what the camera made
+ * of it (read it back with Kavix_GetImageSize): nothing is checked here, the
+ * limits are the camera's. Frame buffers follow the new size; the preview
+ * window keeps its place and takes the new size. Refused (KAVIX_E_CAPTURE_RUNNING)
+ * while a capture thread exists, until Kavix_StopTransfer. reserved: ignored. */
+KAVIX_API KAVIX_BOOL Kavix_SetImageSize(KAVIX_HANDLE camera, uint32_t reserved, uint16_t scan_mode,
+                                        uint32_t offset_x, uint32_t offset_y, uint32_t width,
+                                        uint32_t height);
+/* The session's values, the camera's last answer; no camera access. The
+ * reserved pointer isn't touched. */
+KAVIX_API KAVIX_BOOL Kavix_GetImageSize(KAVIX_HANDLE camera, void *reserved, uint16_t *scan_mode,
+                                        uint32_t *offset_x, uint32_t *offset_y, uint32_t *width,
+                                        uint32_t *height);
+/* Image size flags (size_flags may be NULL) and the mask of offered scan modes. */
+KAVIX_API KAVIX_BOOL Kavix_GetEnableImageSize(KAVIX_HANDLE camera, uint32_t *size_flags,
+                                              uint16_t *scan_modes);
+KAVIX_API KAVIX_BOOL Kavix_GetMaximumImageSize(KAVIX_HANDLE camera, uint32_t *width,
+                                               uint32_t *height);
+/* Skipping and binning by the camera, each value 0 to 15 (cut to 4 bits); needs
+ * KAVIX_SCAN_MODE_FREE_REGION among the offered modes (else 87), refused while a
+ * capture thread exists. The session then takes the new size. */
+KAVIX_API KAVIX_BOOL Kavix_SetSkippingAndBinning(KAVIX_HANDLE camera, uint8_t v_skip, uint8_t v_bin,
+                                                 uint8_t h_skip, uint8_t h_bin);
+/* Any pointer may be NULL. Without the camera's word: no skipping, and binning
+ * 1 in the binning scan modes, else 0. */
+KAVIX_API KAVIX_BOOL Kavix_GetSkippingAndBinning(KAVIX_HANDLE camera, uint8_t *v_skip,
+                                                 uint8_t *v_bin, uint8_t *h_skip, uint8_t *h_bin);
+/* Sum or average in binning; the values are the camera's. Without the feature
+ * Set fails with 87 and Get gives 0. */
+KAVIX_API KAVIX_BOOL Kavix_SetBinningSumMode(KAVIX_HANDLE camera, uint16_t mode);
+KAVIX_API KAVIX_BOOL Kavix_GetBinningSumMode(KAVIX_HANDLE camera, uint16_t *mode);
+
+/* Clock modes: 0 the default clock, a flag of the camera's clock modes, or
+ * KAVIX_CLOCK_ARBITRARY for hz within the camera's limits. The session keeps
+ * what the camera reads back. Allowed beside a capture thread. */
+#define KAVIX_CLOCK_DEFAULT   0u
+#define KAVIX_CLOCK_ARBITRARY 0x80000000u
+KAVIX_API KAVIX_BOOL Kavix_SetClock(KAVIX_HANDLE camera, uint32_t mode, uint32_t hz);
+KAVIX_API KAVIX_BOOL Kavix_GetClock(KAVIX_HANDLE camera, uint32_t *mode, uint32_t *hz);
+KAVIX_API KAVIX_BOOL Kavix_GetEnableClock(KAVIX_HANDLE camera, uint32_t *modes,
+                                          uint32_t *default_hz, uint32_t *minimum_hz,
+                                          uint32_t *maximum_hz);
+/* Lines per frame (V total) and clocks per line (H total). */
+KAVIX_API KAVIX_BOOL Kavix_GetFrameClock(KAVIX_HANDLE camera, uint16_t *lines, uint16_t *clocks);
+/* Trigger and I/O: one camera command each; models without FPGA fail with
+ * KAVIX_E_NO_FPGA. The meaning of the flags and values is the camera's; the
+ * library uses the trigger flags 0x3 and 0x3000 (noise reduction under
+ * trigger). Get calls write 0 to their output when they fail. */
+KAVIX_API KAVIX_BOOL Kavix_SetTriggerMode(KAVIX_HANDLE camera, uint32_t flags);
+KAVIX_API KAVIX_BOOL Kavix_GetTriggerMode(KAVIX_HANDLE camera, uint32_t *flags);
+/* Timing types 1 to 5; any other type reaches the camera's default timing word. */
+KAVIX_API KAVIX_BOOL Kavix_SetTriggerTiming(KAVIX_HANDLE camera, uint32_t type, uint32_t value);
+KAVIX_API KAVIX_BOOL Kavix_GetTriggerTiming(KAVIX_HANDLE camera, uint32_t type, uint32_t *value);
+KAVIX_API KAVIX_BOOL Kavix_GetEnableTriggerVersion(KAVIX_HANDLE camera, uint32_t *version);
+/* One frame per soft trigger in trigger mode. */
+KAVIX_API KAVIX_BOOL Kavix_SoftTrigger(KAVIX_HANDLE camera);
+KAVIX_API KAVIX_BOOL Kavix_SoftSubTrigger(KAVIX_HANDLE camera);
+KAVIX_API KAVIX_BOOL Kavix_TriggerReadOut(KAVIX_HANDLE camera);
+/* I/O pins, one bit per pin (answers in the low 16 bits). */
+KAVIX_API KAVIX_BOOL Kavix_SetIOPinDirection(KAVIX_HANDLE camera, uint16_t bits);
+KAVIX_API KAVIX_BOOL Kavix_GetIOPinDirection(KAVIX_HANDLE camera, uint32_t *bits);
+KAVIX_API KAVIX_BOOL Kavix_SetIOPinPolarity(KAVIX_HANDLE camera, uint16_t bits);
+KAVIX_API KAVIX_BOOL Kavix_GetIOPinPolarity(KAVIX_HANDLE camera, uint32_t *bits);
+KAVIX_API KAVIX_BOOL Kavix_SetIOPinStatus(KAVIX_HANDLE camera, uint16_t bits);
+KAVIX_API KAVIX_BOOL Kavix_GetIOPinStatus(KAVIX_HANDLE camera, uint32_t *bits);
+/* Pins 0 to 3; others fail with 87. */
+KAVIX_API KAVIX_BOOL Kavix_SetIOPinMode(KAVIX_HANDLE camera, uint32_t pin, uint16_t mode);
+KAVIX_API KAVIX_BOOL Kavix_GetIOPinMode(KAVIX_HANDLE camera, uint32_t pin, uint32_t *mode);
+KAVIX_API KAVIX_BOOL Kavix_GetSwStatus(KAVIX_HANDLE camera, uint32_t *status);
+/* The mask of I/O pins that exist (0 without FPGA). */
+KAVIX_API KAVIX_BOOL Kavix_GetIOExistence(KAVIX_HANDLE camera, uint32_t *pins);
+/* LED layout: 3 or 1 for the two layouts the library knows, 0 for none or
+ * any other. */
+KAVIX_API KAVIX_BOOL Kavix_GetLEDExistence(KAVIX_HANDLE camera, uint32_t *leds);
+
+/* Defect pixels are corrected in the camera from a table of positions. The
+ * count is 0 on cameras without the feature, where setters fail with 87. */
+KAVIX_API KAVIX_BOOL Kavix_GetEnableDefectPixelCorrectionCount(KAVIX_HANDLE camera,
+                                                               uint16_t *count);
+KAVIX_API KAVIX_BOOL Kavix_SetDefectPixelCorrectionPosition(KAVIX_HANDLE camera, uint16_t index,
+                                                            uint16_t x, uint32_t y);
+/* An unused entry reads 0xFFFF, 0xFFFF. */
+KAVIX_API KAVIX_BOOL Kavix_GetDefectPixelCorrectionPosition(KAVIX_HANDLE camera, uint16_t index,
+                                                            uint32_t *x, uint32_t *y);
+/* The mode's values are the camera's firmware's. */
+KAVIX_API KAVIX_BOOL Kavix_SetDefectPixelCorrectionMode(KAVIX_HANDLE camera, uint16_t mode);
+KAVIX_API KAVIX_BOOL Kavix_GetDefectPixelCorrectionMode(KAVIX_HANDLE camera, uint16_t *mode);
+/* Finds the brightest pixels at or above threshold in a dark 8-bit frame
+ * (width x height, rows packed) and writes them to the camera's table, the
+ * rest of the table unused; among equal levels the earlier pixels give way
+ * first. The mode isn't changed. */
+KAVIX_API KAVIX_BOOL Kavix_DetectDefectPixel(KAVIX_HANDLE camera, uint32_t width, uint32_t height,
+                                             const uint8_t *image, uint16_t threshold);
+
 /* ---- Pipeline ----------------------------------------------------------------- */
 
 /* The method of the live pipeline: 0 to 5 (KAVIX_INTERPOLATION_*); 3 by default.

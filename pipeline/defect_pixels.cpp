@@ -3,7 +3,12 @@
 #include <algorithm>
 #include <new>
 
+#include "KavixD.h"
+#include "sensor/status_io.h"
+#include "session/export_frame.h"
+#include "session/fpga_status.h"
 #include "session/session.h"
+#include "session/wire.h"
 
 namespace kavix::pipeline {
 
@@ -69,3 +74,123 @@ uint32_t defect_pixel_count(const Session &session) {
 }
 
 }  // namespace kavix::pipeline
+
+// ---- The camera's table and mode ------------------------------------------------
+
+namespace kavix::pipeline {
+
+namespace {
+
+constexpr uint16_t kDefectTableSelector = 129;
+constexpr uint16_t kDefectWriteForm = 0xC000;
+constexpr uint16_t kStatusDefectMode = 78;
+constexpr uint16_t kUnusedEntry = 0xFFFF;
+
+// Entry i of the table: the two words x, y at id 2 i of selector 129.
+uint16_t entry_id(uint32_t index) { return static_cast<uint16_t>(2u * index); }
+
+uint32_t write_entry(Session &s, uint16_t id, uint32_t x, uint32_t y) {
+    uint8_t words[4];
+    wire::put_u16(words, static_cast<uint16_t>(x));
+    wire::put_u16(words + 2, static_cast<uint16_t>(y));
+    return transfer_status_words(s, Direction::Out, kDefectTableSelector, id, 2, words);
+}
+
+// The whole table from the list, unused entries marked; then the commit,
+// whose result is the detection's. A failed entry write ends it early.
+uint32_t write_table(Session &s, const CPeriodCheck &list) {
+    for (uint32_t i = 0; i < list.capacity(); ++i) {
+        const bool used = i < list.count();
+        if (write_entry(s, entry_id(i), used ? list[i].x : kUnusedEntry,
+                        used ? list[i].y : kUnusedEntry) == 0) {
+            return 0;
+        }
+    }
+    return sensor::write_status_word(s, sensor::kStatusPulse, sensor::kPulseCommit);
+}
+
+}  // namespace
+}  // namespace kavix::pipeline
+
+using kavix::Session;
+namespace pipeline = kavix::pipeline;
+
+extern "C" KAVIX_API KAVIX_BOOL Kavix_GetEnableDefectPixelCorrectionCount(KAVIX_HANDLE camera,
+                                                                          uint16_t *count) {
+    return kavix::session_export(camera, [&](Session &s) -> KAVIX_BOOL {
+        if (count == nullptr) return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
+        *count = static_cast<uint16_t>(pipeline::defect_pixel_count(s));
+        return 1;
+    });
+}
+
+extern "C" KAVIX_API KAVIX_BOOL Kavix_SetDefectPixelCorrectionPosition(KAVIX_HANDLE camera,
+                                                                       uint16_t index, uint16_t x,
+                                                                       uint32_t y) {
+    return kavix::session_export(camera, [&](Session &s) -> KAVIX_BOOL {
+        if (index >= pipeline::defect_pixel_count(s)) return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
+        // Twice the index with the write form's bits, cut to the id's 16 bits.
+        const auto id = static_cast<uint16_t>(2u * (index | pipeline::kDefectWriteForm));
+        return static_cast<KAVIX_BOOL>(pipeline::write_entry(s, id, x, y));
+    });
+}
+
+extern "C" KAVIX_API KAVIX_BOOL Kavix_GetDefectPixelCorrectionPosition(KAVIX_HANDLE camera,
+                                                                       uint16_t index, uint32_t *x,
+                                                                       uint32_t *y) {
+    return kavix::session_export(camera, [&](Session &s) -> KAVIX_BOOL {
+        if (x == nullptr || y == nullptr || index >= pipeline::defect_pixel_count(s)) {
+            return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
+        }
+        uint8_t words[4] = {};
+        const uint32_t result = kavix::transfer_status_words(
+            s, kavix::Direction::In, pipeline::kDefectTableSelector, pipeline::entry_id(index), 2,
+            words);
+        if (result == 0) return 0;
+        *x = kavix::wire::u16(words);
+        *y = kavix::wire::u16(words + 2);
+        return static_cast<KAVIX_BOOL>(result);
+    });
+}
+
+extern "C" KAVIX_API KAVIX_BOOL Kavix_SetDefectPixelCorrectionMode(KAVIX_HANDLE camera,
+                                                                   uint16_t mode) {
+    return kavix::session_export(camera, [&](Session &s) -> KAVIX_BOOL {
+        if (pipeline::defect_pixel_count(s) == 0) return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
+        return static_cast<KAVIX_BOOL>(kavix::sensor::write_status_word(
+            s, pipeline::kStatusDefectMode | kavix::sensor::kStatusWriteForm, mode));
+    });
+}
+
+extern "C" KAVIX_API KAVIX_BOOL Kavix_GetDefectPixelCorrectionMode(KAVIX_HANDLE camera,
+                                                                   uint16_t *mode) {
+    return kavix::session_export(camera, [&](Session &s) -> KAVIX_BOOL {
+        if (mode == nullptr) return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
+        if (pipeline::defect_pixel_count(s) == 0) {
+            *mode = 0;
+            return 1;
+        }
+        uint16_t word = 0;
+        const uint32_t result =
+            kavix::sensor::read_status_word(s, pipeline::kStatusDefectMode, word);
+        if (result == 0) return 0;
+        *mode = word;
+        return static_cast<KAVIX_BOOL>(result);
+    });
+}
+
+extern "C" KAVIX_API KAVIX_BOOL Kavix_DetectDefectPixel(KAVIX_HANDLE camera, uint32_t width,
+                                                        uint32_t height, const uint8_t *image,
+                                                        uint16_t threshold) {
+    return kavix::session_export(camera, [&](Session &s) -> KAVIX_BOOL {
+        const uint32_t count = pipeline::defect_pixel_count(s);
+        if (count == 0) return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
+        if (image == nullptr && width != 0 && height != 0) {
+            return s.fail(KAVIX_ERROR_INVALID_PARAMETER);
+        }
+        pipeline::CPeriodCheck list(count);
+        if (!list.valid()) return s.fail(KAVIX_ERROR_NOT_ENOUGH_MEMORY);
+        list.scan(image, width, height, threshold);
+        return static_cast<KAVIX_BOOL>(pipeline::write_table(s, list));
+    });
+}
