@@ -201,6 +201,134 @@ KAVIX_API KAVIX_BOOL Kavix_GetUSBMaxSpeed(KAVIX_HANDLE camera, uint8_t *speed);
 
 /* ---- Models, formats, FPGA, camera memory, firmware ------------------------- */
 
+/* Whether the camera has function `id` (0 to 255). *has is cleared first,
+   even for a bad handle. Models without FPGA have none. */
+KAVIX_API KAVIX_BOOL Kavix_HasFunction(KAVIX_HANDLE camera, uint32_t id, uint32_t *has);
+/* 1 for the second model under a product id shared by two (function 112). */
+KAVIX_API KAVIX_BOOL Kavix_GetSamePIDCameraType(KAVIX_HANDLE camera, uint32_t *type);
+/* The model's name ("UNKNOWN" for a product id the library doesn't know). The
+   W form copies at most name_bytes / 2 characters and pads with zeros; a name
+   that fills the buffer has no terminator. The A form gives UTF-8 with its
+   terminator, cut to the buffer. */
+KAVIX_API KAVIX_BOOL Kavix_GetProductNameW(KAVIX_HANDLE camera, KAVIX_WCHAR *name,
+                                           uint32_t name_bytes);
+KAVIX_API KAVIX_BOOL Kavix_GetProductNameA(KAVIX_HANDLE camera, char *name, uint32_t name_bytes);
+/* The camera's address on its bus, as found at open. */
+KAVIX_API KAVIX_BOOL Kavix_GetUSBFunctionAddress(KAVIX_HANDLE camera, uint8_t *address);
+/* The colour array (KAVIX_COLOR_*). While the camera mirrors (mirror mode
+   exactly 0x10, 0x20 or 0x30) and doesn't keep the Bayer phase itself, the
+   phase the mirrored image has. */
+KAVIX_API KAVIX_BOOL Kavix_GetColorArray(KAVIX_HANDLE camera, uint16_t *color_array);
+/* Overrides the camera's colour array: 1 to 5; other values give 0 and leave
+   the last error as it was. */
+KAVIX_API KAVIX_BOOL Kavix_SetColorArray(KAVIX_HANDLE camera, uint16_t color_array);
+/* Writes the camera mode word (0 is written at open, 1 at close). Succeeds
+   whatever the camera answers. */
+KAVIX_API KAVIX_BOOL Kavix_SetCameraMode(KAVIX_HANDLE camera, uint16_t mode);
+/* A setting word for the camera's own use, written to its setting space. A
+   word with bit 15 or 12 makes the camera change its state; the session then
+   reads the camera anew (sizes, buffers, preview geometry). */
+KAVIX_API KAVIX_BOOL Kavix_CameraSetting(KAVIX_HANDLE camera, uint16_t word);
+
+/* Transfer formats (KAVIX_TRANSFER_*): the mask the camera allows, the format
+   the camera sends now, and a change of it. A change refuses to run beside a
+   capture thread (KAVIX_E_CAPTURE_RUNNING) and takes any value with a bit in
+   the mask (87 otherwise); it rebuilds the frame buffers. A camera whose mask
+   is exactly KAVIX_TRANSFER_RAW8 is never asked. */
+KAVIX_API KAVIX_BOOL Kavix_GetEnableTransferBitsPerPixel(KAVIX_HANDLE camera, uint32_t *mask);
+KAVIX_API KAVIX_BOOL Kavix_GetTransferBitsPerPixel(KAVIX_HANDLE camera, uint32_t *bits);
+KAVIX_API KAVIX_BOOL Kavix_SetTransferBitsPerPixel(KAVIX_HANDLE camera, uint32_t bits);
+/* Preview pixel formats (KAVIX_PREVIEW_*): 12 on colour cameras, 13 on mono
+   ones. A change refuses to run beside a capture thread and rebuilds the
+   frame buffers. */
+KAVIX_API KAVIX_BOOL Kavix_GetEnablePreviewPixelFormat(KAVIX_HANDLE camera, uint32_t *mask);
+KAVIX_API KAVIX_BOOL Kavix_GetPreviewPixelFormat(KAVIX_HANDLE camera, uint32_t *format);
+KAVIX_API KAVIX_BOOL Kavix_SetPreviewPixelFormat(KAVIX_HANDLE camera, uint32_t format);
+
+/* Mirror modes: bit 0 horizontal and bit 1 vertical in software; bit 4
+   horizontal and bit 5 vertical in the camera, where it can. */
+#define KAVIX_MIRROR_H           0x01u
+#define KAVIX_MIRROR_V           0x02u
+#define KAVIX_MIRROR_CAMERA_H    0x10u
+#define KAVIX_MIRROR_CAMERA_V    0x20u
+KAVIX_API KAVIX_BOOL Kavix_GetEnableMirrorMode(KAVIX_HANDLE camera, uint8_t *mask);
+/* 87 for a bit outside the mask. On a camera that can mirror, the camera's
+   answer to its part is the result. */
+KAVIX_API KAVIX_BOOL Kavix_SetMirrorMode(KAVIX_HANDLE camera, uint8_t mode);
+KAVIX_API KAVIX_BOOL Kavix_GetMirrorMode(KAVIX_HANDLE camera, uint8_t *mode);
+
+/* The FPGA's 24-bit data space: `bytes` (a multiple of 4) at `address` of
+   the space `selector`. KAVIX_E_NO_FPGA without FPGA or without function 64. */
+KAVIX_API KAVIX_BOOL Kavix_SetFPGAData2(KAVIX_HANDLE camera, uint8_t selector, uint32_t address,
+                                        void *data, uint16_t bytes);
+KAVIX_API KAVIX_BOOL Kavix_GetFPGAData2(KAVIX_HANDLE camera, uint8_t selector, uint32_t address,
+                                        void *data, uint16_t bytes);
+/* Resets the camera's counters (frame number and kin). */
+KAVIX_API KAVIX_BOOL Kavix_ResetCounter(KAVIX_HANDLE camera);
+/* Drops what the camera holds of unsent frames; always succeeds. */
+KAVIX_API KAVIX_BOOL Kavix_ClearBuffer(KAVIX_HANDLE camera);
+/* The camera's digital clamp (function 55; without it the set gives 87 and
+   the get 0). */
+KAVIX_API KAVIX_BOOL Kavix_SetDigitalClamp(KAVIX_HANDLE camera, uint16_t clamp);
+KAVIX_API KAVIX_BOOL Kavix_GetDigitalClamp(KAVIX_HANDLE camera, uint16_t *clamp);
+
+/* Versions. The camera's: vendor and product id, FPGA and firmware version.
+   The driver's and the transport library's, as KavixUSBD gives them (their
+   failures are KavixUSBD_GetLastError's). This library's own, read from its
+   file: file version high and low, product version high and low, where high
+   is major << 16 | minor and low is patch << 16; all 0 if it can't be read. */
+KAVIX_API KAVIX_BOOL Kavix_GetCameraVersion(KAVIX_HANDLE camera, uint16_t *vendor_id,
+                                            uint16_t *product_id, uint16_t *fpga_version,
+                                            uint16_t *firmware_version);
+KAVIX_API KAVIX_BOOL Kavix_GetDriverVersion(KAVIX_HANDLE camera, uint32_t *v0, uint32_t *v1,
+                                            uint32_t *v2, uint32_t *v3);
+KAVIX_API KAVIX_BOOL Kavix_GetUSBDllVersion(uint32_t *major, uint32_t *minor, uint32_t *patch,
+                                            uint32_t *build);
+KAVIX_API KAVIX_BOOL Kavix_GetCAMDllVersion(uint32_t *file_high, uint32_t *file_low,
+                                            uint32_t *product_high, uint32_t *product_low);
+
+/* User memory: 1,024 bytes of the camera's EEPROM. An offset of 1,024 or
+   more or a count of 0 gives 87; a range over the end is cut at the end. */
+KAVIX_API KAVIX_BOOL Kavix_ReadUserMemory(KAVIX_HANDLE camera, uint8_t *buffer, uint16_t offset,
+                                          uint16_t count);
+KAVIX_API KAVIX_BOOL Kavix_WriteUserMemory(KAVIX_HANDLE camera, const uint8_t *buffer,
+                                           uint16_t offset, uint16_t count);
+/* Writes an ID block: the number and a text of at most text_bytes bytes,
+   ending with its first zero byte (A) or first character whose low byte is
+   zero (W); texts above 250 bytes are cut to 249 (A) or 248 (W). Null text:
+   the number alone. */
+KAVIX_API KAVIX_BOOL Kavix_WriteCameraUserIDA(KAVIX_HANDLE camera, uint32_t id, const char *text,
+                                              uint32_t text_bytes);
+KAVIX_API KAVIX_BOOL Kavix_WriteCameraUserIDW(KAVIX_HANDLE camera, uint32_t id,
+                                              const KAVIX_WCHAR *text, uint32_t text_bytes);
+KAVIX_API KAVIX_BOOL Kavix_WriteCameraSerialIDA(KAVIX_HANDLE camera, uint32_t id,
+                                                const char *text, uint32_t text_bytes);
+KAVIX_API KAVIX_BOOL Kavix_WriteCameraSerialIDW(KAVIX_HANDLE camera, uint32_t id,
+                                                const KAVIX_WCHAR *text, uint32_t text_bytes);
+/* I2C on the camera's bus `bus`, with a byte (B) or word (W) sub-address.
+   Device 0x51, the EEPROM of the ID blocks, is refused with
+   KAVIX_E_I2C_RESERVED. Works on every model. */
+KAVIX_API KAVIX_BOOL Kavix_ReadI2CB(KAVIX_HANDLE camera, uint8_t bus, uint8_t address,
+                                    uint8_t sub_address, uint8_t count, uint8_t *buffer);
+KAVIX_API KAVIX_BOOL Kavix_WriteI2CB(KAVIX_HANDLE camera, uint8_t bus, uint8_t address,
+                                     uint8_t sub_address, uint8_t count, const uint8_t *buffer);
+KAVIX_API KAVIX_BOOL Kavix_ReadI2CW(KAVIX_HANDLE camera, uint8_t bus, uint8_t address,
+                                    uint16_t sub_address, uint16_t count, uint8_t *buffer);
+KAVIX_API KAVIX_BOOL Kavix_WriteI2CW(KAVIX_HANDLE camera, uint8_t bus, uint8_t address,
+                                     uint16_t sub_address, uint16_t count, const uint8_t *buffer);
+/* The gamma value the camera applies itself, in hundredths (function 57;
+   without it the set gives 87 and the get 0). Unrelated to the library's
+   gamma stage. */
+KAVIX_API KAVIX_BOOL Kavix_SetCameraGammaValue(KAVIX_HANDLE camera, uint16_t value);
+KAVIX_API KAVIX_BOOL Kavix_GetCameraGammaValue(KAVIX_HANDLE camera, uint16_t *value);
+
+/* Kavix_Open for cameras that may still run their boot-level firmware (the
+   models without FPGA): their firmware image is downloaded from the
+   library's firmware directory until the camera runs it. *downloads (may be
+   NULL) is the number of images downloaded. Null when the camera isn't back
+   yet after a download: call again. */
+KAVIX_API KAVIX_HANDLE Kavix_OpenFW(uint32_t user_id, uint32_t *downloads);
+
 /* ---- Transfer, snapshots, messages ------------------------------------------ */
 
 /* The "window" that receives the library's messages is a message queue of

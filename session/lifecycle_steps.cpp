@@ -6,7 +6,6 @@ namespace kavix {
 
 void create_control_objects(Session &) {}
 bool synchronise_luminance_control(Session &) { return true; }
-void create_register_table(Session &) {}
 bool create_frame_buffers(Session &) { return true; }
 void release_frame_buffers(Session &) {}
 void resize_draw_object(Session &) {}

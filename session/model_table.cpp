@@ -69,4 +69,12 @@ ModelSize model_fallback_size(uint16_t product_id) {
     return {kUnknownModelSize, kUnknownModelSize};
 }
 
+const char16_t *model_product_name(uint16_t product_id, bool second_model) {
+    for (const ModelRow &row : kModels) {
+        if (row.product_id != product_id) continue;
+        if (row.function_112 < 0 || (row.function_112 != 0) == second_model) return row.name;
+    }
+    return u"UNKNOWN";
+}
+
 }  // namespace kavix

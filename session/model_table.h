@@ -34,4 +34,8 @@ struct ModelSize {
 // The fallback maximum size of a model; 4092 x 4092 when the table has none.
 ModelSize model_fallback_size(uint16_t product_id);
 
+// The product name of a model; for an id with two rows, `second_model`
+// (function 112) picks the second. "UNKNOWN" for an id the table lacks.
+const char16_t *model_product_name(uint16_t product_id, bool second_model);
+
 }  // namespace kavix

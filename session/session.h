@@ -4,6 +4,7 @@
 // numbered groups; each subsystem adds its own fields to its group, in place.
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 
 #include "KavixD.h"
@@ -11,6 +12,7 @@
 #include "display/callback_list.h"
 #include "platform/event.h"
 #include "platform/thread.h"
+#include "sensor/register_table.h"
 #include "session/camera_info.h"
 #include "session/frame_buffer_pair.h"
 #include "session/register_map.h"
@@ -156,6 +158,9 @@ struct CameraDefaults {
     uint16_t MaxGain = 255;
     uint16_t DefaultDigitalGain = 0;
     uint16_t WhiteBalanceGains[4] = {0, 0, 0, 0};
+    // Where the camera's register blocks lie; none on cameras without a data
+    // space. Built by the second camera read.
+    std::unique_ptr<sensor::RegisterTable> RegisterTable;
 };
 
 class KAVIX_COMMON_PARAM final : public IMorvaneRegMap {
