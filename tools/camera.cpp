@@ -34,8 +34,7 @@ std::vector<std::optional<uint8_t>> bus_addresses(uint32_t count) {
 std::optional<uint32_t> index_of(KAVIX_HANDLE camera,
                                  const std::vector<std::optional<uint8_t>> &addresses) {
     uint8_t address = 0;
-    KAVIXUSB_HANDLE device = Kavix_GetKavixUSBHandle(camera);
-    if (!device || !KavixUSBD_GetFunctionAddress(device, &address)) return std::nullopt;
+    if (!Kavix_GetUSBFunctionAddress(camera, &address)) return std::nullopt;
     for (uint32_t i = 0; i < addresses.size(); ++i)
         if (addresses[i] == address) return i;
     return std::nullopt;
@@ -95,20 +94,29 @@ Camera Camera::open(std::optional<uint32_t> user_id) {
     return camera;
 }
 
-std::vector<Camera> Camera::open_all(uint32_t &busy) {
+std::vector<Camera> Camera::open_all(uint32_t &unopened, uint32_t &error) {
     const uint32_t count = Kavix_CameraCount();
     const std::vector<std::optional<uint8_t>> addresses = bus_addresses(count);
     std::vector<Camera> cameras;
     // Each open holds its camera, so the next one takes the next free camera.
     while (cameras.size() < count) {
         KAVIX_HANDLE handle = Kavix_Open(kAnyFreeCamera);
-        if (!handle) break;
+        if (!handle) {
+            error = Kavix_GetLastError(nullptr);
+            break;
+        }
         Camera camera(handle);
         camera.index_ = index_of(handle, addresses);
         cameras.push_back(std::move(camera));
     }
-    busy = count - static_cast<uint32_t>(cameras.size());
+    unopened = count - static_cast<uint32_t>(cameras.size());
     return cameras;
+}
+
+std::string Camera::product_name() const {
+    char name[64] = {};
+    check(Kavix_GetProductNameA(handle_, name, sizeof name), handle_, "reading the product name");
+    return name;
 }
 
 CameraId Camera::user_id() const { return read_id(handle_, false); }

@@ -21,9 +21,10 @@ public:
     // free. Throws RuntimeError that says what to do (empty bus, no such ID,
     // camera in use).
     static Camera open(std::optional<uint32_t> user_id);
-    // Every camera that can be opened, in bus order. `busy` counts the
-    // cameras on the bus that another program holds.
-    static std::vector<Camera> open_all(uint32_t &busy);
+    // Every camera that can be opened, in bus order. `unopened` counts the
+    // cameras on the bus that could not be opened, `error` tells why (the
+    // library's error number of the last failed open).
+    static std::vector<Camera> open_all(uint32_t &unopened, uint32_t &error);
 
     Camera(Camera &&other) noexcept;
     Camera &operator=(Camera &&other) noexcept;
@@ -35,6 +36,7 @@ public:
     // Device index on the bus: real cameras first, then the simulated ones.
     std::optional<uint32_t> index() const { return index_; }
 
+    std::string product_name() const;
     CameraId user_id() const;
     CameraId serial_id() const;
     // The library's speed number: 0 full, 1 high, 2 super speed.

@@ -7,35 +7,117 @@
 #include "tools/camera_option.h"
 #include "tools/command.h"
 #include "tools/failure.h"
+#include "tools/formats.h"
 #include "tools/table.h"
 
 namespace kavix::tool {
 
 namespace {
 
+std::string hex16(uint16_t value) {
+    char text[8];
+    std::snprintf(text, sizeof text, "0x%04X", value);
+    return text;
+}
+
+std::string version_text(uint32_t high, uint32_t low) {
+    return std::to_string(high >> 16) + "." + std::to_string(high & 0xFFFF) + "." +
+           std::to_string(low >> 16);
+}
+
 void identity(const Camera &camera, Report &report) {
+    KAVIX_HANDLE h = camera.handle();
+    uint16_t vendor = 0, product = 0, fpga = 0, firmware = 0;
+    check(Kavix_GetCameraVersion(h, &vendor, &product, &fpga, &firmware), h,
+          "reading the camera's versions");
     report.section("Camera");
+    report.field("Product", camera.product_name());
+    report.field("Product ID", hex16(product));
+    report.field("Vendor ID", hex16(vendor));
     if (camera.index()) report.field("Index", std::to_string(*camera.index()));
     report.field("User ID", to_text(camera.user_id()));
     report.field("Serial ID", to_text(camera.serial_id()));
+    report.field("Firmware version", std::to_string(firmware));
+    report.field("FPGA version", fpga ? std::to_string(fpga) : "none");
 }
 
 void usb(const Camera &camera, Report &report) {
     KAVIX_HANDLE h = camera.handle();
     const uint8_t speed = camera.usb_speed();
-    uint8_t best = 0;
+    uint8_t best = 0, address = 0;
     check(Kavix_GetUSBMaxSpeed(h, &best), h, "reading the USB speed");
+    check(Kavix_GetUSBFunctionAddress(h, &address), h, "reading the USB address");
     report.section("USB");
     report.field("Speed", usb_speed_text(speed));
     report.field("Best speed of the camera", usb_speed_text(best));
+    report.field("Address", std::to_string(address));
+    uint32_t d[4] = {};
+    if (Kavix_GetDriverVersion(h, &d[0], &d[1], &d[2], &d[3]))
+        report.field("Driver version", std::to_string(d[0] >> 16) + "." +
+                                           std::to_string(d[0] & 0xFFFF) + "." +
+                                           std::to_string(d[1]));
 }
 
-void pipeline(const Camera &camera, Report &report) {
+void formats(const Camera &camera, Report &report) {
     KAVIX_HANDLE h = camera.handle();
-    uint8_t method = 0;
+    uint16_t color_array = 0;
+    uint32_t transfer_mask = 0, transfer = 0, preview_mask = 0, preview = 0;
+    uint8_t method = 0, mirror_mask = 0;
+    check(Kavix_GetColorArray(h, &color_array), h, "reading the colour array");
+    check(Kavix_GetEnableTransferBitsPerPixel(h, &transfer_mask), h, "reading the formats");
+    check(Kavix_GetTransferBitsPerPixel(h, &transfer), h, "reading the transfer format");
+    check(Kavix_GetEnablePreviewPixelFormat(h, &preview_mask), h, "reading the formats");
+    check(Kavix_GetPreviewPixelFormat(h, &preview), h, "reading the preview format");
     check(Kavix_GetColorInterpolationMethod(h, &method), h, "reading the interpolation method");
-    report.section("Image pipeline");
-    report.field("Interpolation method", method == 0 ? "0 (none: mono)" : std::to_string(method));
+    check(Kavix_GetEnableMirrorMode(h, &mirror_mask), h, "reading the mirror modes");
+
+    std::string previews;
+    for (uint32_t f : {KAVIX_PREVIEW_MONO8, KAVIX_PREVIEW_BGR24, KAVIX_PREVIEW_BGR32})
+        if (preview_mask & f)
+            previews += (previews.empty() ? "" : " ") + preview_format_name(f) +
+                        (f == preview ? "*" : "");
+    std::string mirrors;
+    const std::pair<uint8_t, const char *> kinds[] = {
+        {KAVIX_MIRROR_H, "horizontal"}, {KAVIX_MIRROR_V, "vertical"},
+        {KAVIX_MIRROR_CAMERA_H, "horizontal-in-camera"}, {KAVIX_MIRROR_CAMERA_V, "vertical-in-camera"}};
+    for (const auto &[bit, name] : kinds)
+        if (mirror_mask & bit) mirrors += (mirrors.empty() ? "" : " ") + std::string(name);
+
+    report.section("Image (* marks the current choice)");
+    report.field("Colour array", color_array_name(color_array));
+    report.field("Transfer formats", transfer_format_list(transfer_mask, transfer));
+    report.field("Preview formats", previews);
+    report.field("Interpolation method", method == 0 ? "0 (none)" : std::to_string(method));
+    report.field("Mirror modes", mirrors);
+}
+
+void functions(const Camera &camera, Report &report) {
+    KAVIX_HANDLE h = camera.handle();
+    std::string ids;
+    unsigned count = 0;
+    for (uint32_t id = 0; id < 256; ++id) {
+        // Ids 96 to 111 are no functions: that word of the camera's function
+        // bits tells which I/O pins exist.
+        if (id >= 96 && id < 112) continue;
+        uint32_t has = 0;
+        check(Kavix_HasFunction(h, id, &has), h, "reading the camera's functions");
+        if (!has) continue;
+        ids += (ids.empty() ? "" : " ") + std::to_string(id);
+        ++count;
+    }
+    report.section("Functions");
+    report.field("Function ids", count ? ids : "none");
+}
+
+void library(Report &report) {
+    uint32_t file_high = 0, file_low = 0, product_high = 0, product_low = 0;
+    uint32_t major = 0, minor = 0, patch = 0, build = 0;
+    report.section("Libraries");
+    if (Kavix_GetCAMDllVersion(&file_high, &file_low, &product_high, &product_low))
+        report.field("KavixD", version_text(file_high, file_low));
+    if (Kavix_GetUSBDllVersion(&major, &minor, &patch, &build))
+        report.field("KavixUSBD", std::to_string(major) + "." + std::to_string(minor) + "." +
+                                      std::to_string(patch));
 }
 
 int run_info(const CameraChoice &choice) {
@@ -43,7 +125,9 @@ int run_info(const CameraChoice &choice) {
     Report report;
     identity(camera, report);
     usb(camera, report);
-    pipeline(camera, report);
+    formats(camera, report);
+    functions(camera, report);
+    library(report);
     report.print(stdout);
     return 0;
 }

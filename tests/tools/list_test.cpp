@@ -40,13 +40,13 @@ TEST(KavixList, TwoSimulatedCamerasInBusOrder) {
     const std::vector<std::string> lines = lines_of(r.out);
     ASSERT_EQ(lines.size(), 3u) << r.out;
     const std::vector<std::string> head = cells_of(lines[0]);
-    const std::vector<std::string> want_head = {"INDEX", "USER ID", "SERIAL ID",
+    const std::vector<std::string> want_head = {"INDEX", "PRODUCT", "USER ID", "SERIAL ID",
                                                 "USB SPEED"};
     EXPECT_EQ(head, want_head);
     const std::vector<std::string> first = cells_of(lines[1]), second = cells_of(lines[2]);
-    const std::vector<std::string> want_first = {"0", "0", "1 \"SIM-0001\"",
+    const std::vector<std::string> want_first = {"0", "Tovrik-Q4C-A", "0", "1 \"SIM-0001\"",
                                                  "high (480 Mbit/s)"};
-    const std::vector<std::string> want_second = {"1", "7", "2 \"SIM-0002\"",
+    const std::vector<std::string> want_second = {"1", "Tovrik-Q2M-B", "7", "2 \"SIM-0002\"",
                                                   "high (480 Mbit/s)"};
     EXPECT_EQ(first, want_first);
     EXPECT_EQ(second, want_second);
@@ -56,7 +56,10 @@ TEST(KavixList, ModelByProductIdTakesItsFirstModel) {
     KavixRunner kavix;
     const ToolResult r = kavix.run({"list", "--sim", "0x0710", "--sim", "1797"});
     ASSERT_EQ(r.exit_code, 0) << r.err;
-    EXPECT_EQ(lines_of(r.out).size(), 3u) << r.out;
+    const std::vector<std::string> lines = lines_of(r.out);
+    ASSERT_EQ(lines.size(), 3u) << r.out;
+    EXPECT_EQ(cells_of(lines[1])[1], "Tovrik-Q4M-A");
+    EXPECT_EQ(cells_of(lines[2])[1], "Tovrik-Q1M-E");
 }
 
 }  // namespace
