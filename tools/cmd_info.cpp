@@ -91,6 +91,80 @@ void formats(const Camera &camera, Report &report) {
     report.field("Mirror modes", mirrors);
 }
 
+std::string mhz(uint32_t hz) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3f MHz", hz / 1e6);
+    return text;
+}
+
+// "0x8001 (free-region 1)": the scan mode numbers are the camera's.
+std::string scan_modes_text(uint16_t modes) {
+    std::string out;
+    for (unsigned bit = 0; bit < 16; ++bit) {
+        const uint16_t mode = static_cast<uint16_t>(1u << bit);
+        if (!(modes & mode)) continue;
+        if (!out.empty()) out += ' ';
+        out += mode == KAVIX_SCAN_MODE_FREE_REGION ? "free-region" : std::to_string(mode);
+    }
+    return out.empty() ? "none" : out;
+}
+
+std::string pins_text(uint32_t mask) {
+    std::string out;
+    for (unsigned pin = 0; pin < 16; ++pin)
+        if (mask & (1u << pin)) out += (out.empty() ? "" : " ") + std::to_string(pin);
+    return out.empty() ? "none" : out;
+}
+
+void geometry(const Camera &camera, Report &report) {
+    KAVIX_HANDLE h = camera.handle();
+    uint32_t max_width = 0, max_height = 0, size_flags = 0;
+    uint32_t x = 0, y = 0, width = 0, height = 0;
+    uint16_t modes = 0, mode = 0, lines = 0, clocks = 0;
+    check(Kavix_GetMaximumImageSize(h, &max_width, &max_height), h, "reading the sensor size");
+    check(Kavix_GetEnableImageSize(h, &size_flags, &modes), h, "reading the scan modes");
+    check(Kavix_GetImageSize(h, nullptr, &mode, &x, &y, &width, &height), h,
+          "reading the image size");
+    check(Kavix_GetFrameClock(h, &lines, &clocks), h, "reading the frame timing");
+    report.section("Sensor");
+    report.field("Largest image", std::to_string(max_width) + "x" + std::to_string(max_height));
+    report.field("Image", std::to_string(width) + "x" + std::to_string(height) + " at " +
+                              std::to_string(x) + "," + std::to_string(y));
+    report.field("Scan mode", mode == KAVIX_SCAN_MODE_FREE_REGION ? "free-region"
+                                                                   : std::to_string(mode));
+    report.field("Scan modes", scan_modes_text(modes));
+    report.field("Frame", std::to_string(lines) + " lines of " + std::to_string(clocks) +
+                              " clocks");
+}
+
+void clock(const Camera &camera, Report &report) {
+    KAVIX_HANDLE h = camera.handle();
+    uint32_t modes = 0, default_hz = 0, min_hz = 0, max_hz = 0, mode = 0, hz = 0;
+    check(Kavix_GetEnableClock(h, &modes, &default_hz, &min_hz, &max_hz), h,
+          "reading the clock range");
+    check(Kavix_GetClock(h, &mode, &hz), h, "reading the clock");
+    char mask[16];
+    std::snprintf(mask, sizeof mask, "0x%X", modes);
+    report.section("Clock");
+    report.field("Clock", mhz(hz));
+    report.field("Range", mhz(min_hz) + " to " + mhz(max_hz));
+    report.field("Default", mhz(default_hz));
+    report.field("Clock modes", mask);
+}
+
+void trigger_io(const Camera &camera, Report &report) {
+    KAVIX_HANDLE h = camera.handle();
+    uint32_t version = 0, pins = 0, leds = 0;
+    check(Kavix_GetEnableTriggerVersion(h, &version), h, "reading the trigger version");
+    report.section("Trigger and I/O");
+    report.field("Trigger version", std::to_string(version));
+    // Models without FPGA have neither pins nor LEDs: their calls fail.
+    report.field("I/O pins", Kavix_GetIOExistence(h, &pins) ? pins_text(pins) : "none");
+    const char *layout = "none";
+    if (Kavix_GetLEDExistence(h, &leds) && leds != 0) layout = leds == 3 ? "three LEDs" : "one LED";
+    report.field("LEDs", layout);
+}
+
 void functions(const Camera &camera, Report &report) {
     KAVIX_HANDLE h = camera.handle();
     std::string ids;
@@ -125,7 +199,10 @@ int run_info(const CameraChoice &choice) {
     Report report;
     identity(camera, report);
     usb(camera, report);
+    geometry(camera, report);
+    clock(camera, report);
     formats(camera, report);
+    trigger_io(camera, report);
     functions(camera, report);
     library(report);
     report.print(stdout);

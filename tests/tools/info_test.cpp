@@ -42,6 +42,12 @@ TEST(KavixInfo, MonoAndColourModels) {
           {"Transfer formats", "mono8* mono10 mono12"},
           {"Preview formats", "mono8* bgr24 bgr32"},
           {"Interpolation method", "0 (none)"},
+          {"Largest image", "1360x1040"},
+          {"Image", "1360x1040 at 0,0"},
+          {"Scan modes", "1 4 16 free-region"},
+          {"Range", "6.000 MHz to 48.000 MHz"},
+          {"Trigger version", "2"},
+          {"I/O pins", "0 1 2 3"},
           {"Function ids", "9 10 20 21 22 23 48 55 57 59 61 64 66 71 86 133"}}},
         {"Tovrik-Q4C-B",
          {{"Product", "Tovrik-Q4C-B"},
@@ -58,6 +64,9 @@ TEST(KavixInfo, MonoAndColourModels) {
           {"FPGA version", "none"},
           {"Colour array", "mono"},
           {"Transfer formats", "raw8*"},
+          {"Largest image", "1024x768"},
+          {"Trigger version", "0"},
+          {"I/O pins", "none"},
           {"Function ids", "none"}}},
     };
     KavixRunner kavix;
