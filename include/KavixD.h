@@ -446,6 +446,14 @@ KAVIX_API KAVIX_BOOL Kavix_GetEnableClock(KAVIX_HANDLE camera, uint32_t *modes,
                                           uint32_t *maximum_hz);
 /* Lines per frame (V total) and clocks per line (H total). */
 KAVIX_API KAVIX_BOOL Kavix_GetFrameClock(KAVIX_HANDLE camera, uint16_t *lines, uint16_t *clocks);
+/* Frames per second from the frame clock and the clocks per frame; 0.0 when
+ * the camera tells no clock. */
+KAVIX_API KAVIX_BOOL Kavix_GetOutputFPS(KAVIX_HANDLE camera, float *fps);
+/* Extra lines per frame to lower the frame rate (low 16 bits); on cameras
+ * without the feature only 0 is accepted, and Get and GetMax give 0. */
+KAVIX_API KAVIX_BOOL Kavix_SetVBlankForFPS(KAVIX_HANDLE camera, uint32_t vblank);
+KAVIX_API KAVIX_BOOL Kavix_GetVBlankForFPS(KAVIX_HANDLE camera, uint32_t *vblank);
+KAVIX_API KAVIX_BOOL Kavix_GetMaxVBlankForFPS(KAVIX_HANDLE camera, uint32_t *vblank);
 /* Trigger and I/O: one camera command each; models without FPGA fail with
  * KAVIX_E_NO_FPGA. The meaning of the flags and values is the camera's; the
  * library uses the trigger flags 0x3 and 0x3000 (noise reduction under
