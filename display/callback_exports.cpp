@@ -3,6 +3,7 @@
 #include "KavixD.h"
 #include "display/callback_list.h"
 #include "session/export_frame.h"
+#include "session/lifecycle_steps.h"
 
 namespace {
 
@@ -72,6 +73,16 @@ kavix::display::PreviewBitmapCallbackList &bitmap(Session &s) { return s.callbac
 kavix::display::PreviewGdiCallbackList &gdi(Session &s) { return s.callbacks.Gdi; }
 
 }  // namespace
+
+namespace kavix {
+
+void remove_all_callbacks(Session &session) {
+    session.callbacks.Raw.remove_all();
+    session.callbacks.Bitmap.remove_all();
+    session.callbacks.Gdi.remove_all();
+}
+
+}  // namespace kavix
 
 // ---- Raw --------------------------------------------------------------------
 

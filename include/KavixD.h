@@ -353,8 +353,25 @@ KAVIX_API KAVIX_BOOL Kavix_GetMessage(KAVIX_MESSAGE_QUEUE queue, KAVIX_MESSAGE *
 /* -1 for a queue that isn't live. Poll it; never read it. */
 KAVIX_API int Kavix_GetMessageQueueFd(KAVIX_MESSAGE_QUEUE queue);
 
+/* Starts the capture thread (a running one is stopped first). */
+KAVIX_API KAVIX_BOOL Kavix_StartTransfer(KAVIX_HANDLE camera);
+/* Stops the capture thread and waits for it; always succeeds on a good handle. */
+KAVIX_API KAVIX_BOOL Kavix_StopTransfer(KAVIX_HANDLE camera);
 /* Where messages 0xB001.. go; NULL for nowhere. The queue isn't checked here. */
 KAVIX_API KAVIX_BOOL Kavix_SetReceiveMsgWindow(KAVIX_HANDLE camera, KAVIX_MESSAGE_QUEUE queue);
+/* Take as many whole frames as fit into buffer: raw frames as sent, or
+ * preview images. frame_numbers may be NULL; timeout_ms 0 waits without
+ * limit. Fails with 258 on a time-out or when the capture thread ends. */
+KAVIX_API KAVIX_BOOL Kavix_TakeRawSnapShot(KAVIX_HANDLE camera, uint8_t *buffer, uint32_t size,
+                                           uint32_t *bytes_taken, uint32_t *frame_numbers,
+                                           uint32_t timeout_ms);
+KAVIX_API KAVIX_BOOL Kavix_TakePreviewSnapShot(KAVIX_HANDLE camera, uint8_t *buffer, uint32_t size,
+                                               uint32_t *bytes_taken, uint32_t *frame_numbers,
+                                               uint32_t timeout_ms);
+/* The shown preview pixel at (x, y) as 0xBBGGRR (grey in all three bytes on
+ * mono images); 0 outside the image. */
+KAVIX_API KAVIX_BOOL Kavix_GetPreviewImagePixelValue(KAVIX_HANDLE camera, uint32_t x, uint32_t y,
+                                                     uint32_t *value);
 
 /* ---- Callback lists ---------------------------------------------------------- */
 

@@ -125,12 +125,14 @@ struct ThreadStateGroup {
     uint8_t USBFunctionAddress = 0;
     uint32_t TransferStarted = 0;  // 1: started by Kavix_StartTransfer, 0: by a snapshot
     uint32_t BuffersReady = 0;  // frame buffers and the group 9 mutexes exist
-    // The capture thread. It stays set (joinable) after it has ended by
-    // itself, until somebody stops the transfer; CaptureThreadSet mirrors
-    // that for readers on other threads. CaptureControl orders the starts and
-    // stops that application threads ask for.
+    // The capture thread: a new object for each thread, like a thread
+    // handle, so that whoever waits for one thread's end sees it even when
+    // the next one has started. It stays set after the thread has ended by
+    // itself, until somebody stops the transfer. CaptureControl guards the
+    // pointer and orders starts and stops; CaptureThreadSet mirrors it for
+    // readers that take no lock.
     platform::Event StopEvent{platform::Event::Reset::manual, false};
-    platform::Thread CaptureThread;
+    std::shared_ptr<platform::Thread> CaptureThread;
     std::atomic<bool> CaptureThreadSet{false};
     std::mutex CaptureControl;
     // Kept for the record only: the stream reader's limit is its own constant.
