@@ -82,6 +82,7 @@ int run(const std::vector<std::string> &args, std::string &help_topic) {
     std::vector<Command> commands;
     commands.push_back(list_command());
     commands.push_back(info_command());
+    commands.push_back(grab_command());
 
     GlobalSettings settings;
     const std::vector<OptionSpec> global = global_options(settings);
