@@ -143,6 +143,8 @@ void clock(const Camera &camera, Report &report) {
     check(Kavix_GetEnableClock(h, &modes, &default_hz, &min_hz, &max_hz), h,
           "reading the clock range");
     check(Kavix_GetClock(h, &mode, &hz), h, "reading the clock");
+    float fps = 0;
+    check(Kavix_GetOutputFPS(h, &fps), h, "reading the frame rate");
     char mask[16];
     std::snprintf(mask, sizeof mask, "0x%X", modes);
     report.section("Clock");
@@ -150,6 +152,9 @@ void clock(const Camera &camera, Report &report) {
     report.field("Range", mhz(min_hz) + " to " + mhz(max_hz));
     report.field("Default", mhz(default_hz));
     report.field("Clock modes", mask);
+    char rate[32];
+    std::snprintf(rate, sizeof rate, "%.2f frames/s", static_cast<double>(fps));
+    report.field("Frame rate", rate);
 }
 
 void trigger_io(const Camera &camera, Report &report) {

@@ -46,6 +46,8 @@ TEST(KavixInfo, MonoAndColourModels) {
           {"Image", "1360x1040 at 0,0"},
           {"Scan modes", "1 4 16 free-region"},
           {"Range", "6.000 MHz to 48.000 MHz"},
+          // 24545455 Hz over (1360 + 160) clocks times (1040 + 20) lines.
+          {"Frame rate", "15.23 frames/s"},
           {"Trigger version", "2"},
           {"I/O pins", "0 1 2 3"},
           {"Function ids", "9 10 20 21 22 23 48 55 57 59 61 64 66 71 86 133"}}},

@@ -21,7 +21,7 @@ std::string joined(const Args &args) {
 
 TEST(KavixUsage, HelpOnEveryLevel) {
     KavixRunner kavix;
-    const Args cases[] = {{"--help"}, {"-h"}, {"list", "--help"}, {"--help", "list"}, {"info", "--help"},
+    const Args cases[] = {{"--help"}, {"-h"}, {"list", "--help"}, {"--help", "list"}, {"info", "--help"}, {"grab", "-h"},
                           {"--sim", "Tovrik-Q4C-A", "list", "-h"}};
     for (const Args &args : cases) {
         SCOPED_TRACE(joined(args));
@@ -33,7 +33,7 @@ TEST(KavixUsage, HelpOnEveryLevel) {
     }
     // The top level names every command; a command's help its own options.
     const ToolResult top = kavix.run({"--help"});
-    for (const char *command : {"list", "info"}) EXPECT_NE(top.out.find(command), std::string::npos);
+    for (const char *command : {"list", "info", "grab"}) EXPECT_NE(top.out.find(command), std::string::npos);
 }
 
 TEST(KavixUsage, BadArgumentsExitWithTwoAndAUsageHint) {
