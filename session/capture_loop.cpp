@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -239,9 +240,13 @@ bool CaptureLoop::process_frame(uint8_t *pixels, uint32_t frame_number) {
 
                     // 10. Fill the target: copy, colour-direct transfer or
                     // Bayer interpolation.
+                    // The method is set from any thread; one read per frame
+                    // keeps the whole frame on one method.
+                    const uint8_t method =
+                        std::atomic_ref<uint8_t>(s_.processing.InterpolationMethod[0]).load(std::memory_order_relaxed);
                     uint32_t fill_error = 0;
-                    if (!pipeline::FillTarget(fill_error, width, height, transfer_bits, color_array,
-                                              s_.processing.InterpolationMethod[0], pixels, target)) {
+                    if (!pipeline::FillTarget(fill_error, width, height, transfer_bits, color_array, method, pixels,
+                                              target)) {
                         error_ = fill_error != 0 ? fill_error : KAVIX_ERROR_INVALID_PARAMETER;
                     }
                 }
@@ -264,9 +269,12 @@ bool CaptureLoop::process_frame(uint8_t *pixels, uint32_t frame_number) {
         error_ = stages::color_matrix_and_hue(s_, width, height, target);
         if (error_ != 0) return false;
     }
+    // 14. The preview format. Only a mono image that can't be converted ends
+    // the thread; a colour image the format has no conversion for goes on
+    // as BGR24.
     if (preview_format != work_format) {
         uint32_t convert_error = 0;
-        if (!pipeline::ConvertToPreviewFormat(convert_error, width, height, mono, preview_format, target)) {
+        if (!pipeline::ConvertToPreviewFormat(convert_error, width, height, mono, preview_format, target) && mono) {
             error_ = convert_error != 0 ? convert_error : KAVIX_ERROR_INVALID_PARAMETER;
             return false;
         }
