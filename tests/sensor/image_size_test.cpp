@@ -89,6 +89,13 @@ TEST_F(ImageSize, TheRefreshFollowsTheNewSize) {
     EXPECT_EQ(session().preview.MaskRect.height, expected.height);
     EXPECT_EQ(session().preview.DestRect.width, expected.width);
     EXPECT_EQ(session().preview.DestRect.height, expected.height);
+    // New frame buffers, straight and exchanged.
+    EXPECT_EQ(session().thread.BuffersReady, 1u);
+    EXPECT_EQ(session().preview.StraightPair.info_width(), 320);
+    EXPECT_EQ(session().preview.StraightPair.info_height(), -200);
+    EXPECT_EQ(session().preview.RotatedPair.info_width(), 200);
+    EXPECT_EQ(session().preview.RotatedPair.info_height(), -320);
+    EXPECT_EQ(session().preview.StraightPair.bitmap_bytes(), 320u * 200u * 3u);
     // Timing follows the camera as well.
     uint16_t lines = 0, clocks = 0;
     ASSERT_NE(Kavix_GetFrameClock(handle, &lines, &clocks), 0);
