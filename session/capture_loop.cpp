@@ -48,7 +48,6 @@ private:
     bool anybody_wants_frames();
     // Runs every step of one frame; false when the loop is to end after it.
     bool process_frame(uint8_t *pixels, uint32_t frame_number);
-    bool paint_allowed();
     void post(uint32_t number, intptr_t lparam);
     void thread_end();
 
@@ -336,30 +335,13 @@ bool CaptureLoop::process_frame(uint8_t *pixels, uint32_t frame_number) {
             StreamRing &ring = reader_->ring();
             paint = !ring.Blocks[ring.ReadIndex]->FullEvent.is_signalled();
         } else {
-            paint = paint_allowed();
+            paint = throttle_allows_paint(reader_->ring());
         }
         if (paint) stages::invalidate_preview_window(s_);
     }
 
     // 22.
     return !end_after_frame;
-}
-
-// The paint throttle: painting gives way while the ring backs up.
-bool CaptureLoop::paint_allowed() {
-    StreamRing &ring = reader_->ring();
-    uint32_t full = 0;
-    for (uint32_t i = 0; i < ring.Count; ++i) {
-        if (ring.Blocks[i]->FullEvent.is_signalled()) ++full;
-    }
-    if (full > ring.MostFull) ring.MostFull = full;
-    if (full > 1 && ring.MostFull >= ring.SkippedPaints) {
-        ++ring.SkippedPaints;
-        return false;
-    }
-    ring.SkippedPaints = 0;
-    ring.MostFull = 0;
-    return true;
 }
 
 void CaptureLoop::thread_end() {
@@ -375,6 +357,21 @@ void CaptureLoop::thread_end() {
 }
 
 }  // namespace
+
+bool throttle_allows_paint(StreamRing &ring) {
+    uint32_t full = 0;
+    for (uint32_t i = 0; i < ring.Count; ++i) {
+        if (ring.Blocks[i]->FullEvent.is_signalled()) ++full;
+    }
+    if (full > ring.MostFull) ring.MostFull = full;
+    if (full > 1 && ring.MostFull >= ring.SkippedPaints) {
+        ++ring.SkippedPaints;
+        return false;
+    }
+    ring.SkippedPaints = 0;
+    ring.MostFull = 0;
+    return true;
+}
 
 uint32_t stream_max_read(uint32_t transfer_size, uint8_t usb_speed) {
     uint64_t aligned = usb_speed == kSuperSpeed ? (uint64_t(transfer_size) + 1024) & ~uint64_t(1023)

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "session/session.h"
+#include "session/stream_reader.h"
 
 namespace kavix {
 
@@ -46,6 +47,11 @@ void release_frame_buffers(Session &session);
 // 512 (of 1024 at SuperSpeed), raised by a whole step when it already is one,
 // and at most 0x80000.
 uint32_t stream_max_read(uint32_t transfer_size, uint8_t usb_speed);
+
+// The paint throttle: counts the full blocks of the ring and says whether
+// the preview window may be repainted now. Painting gives way while the ring
+// backs up, a paint more each time it stays backed up.
+bool throttle_allows_paint(StreamRing &ring);
 
 // The colour array the stages get: the camera's, with the Bayer phase moved
 // as the camera's own mirroring moves it.

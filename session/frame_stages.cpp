@@ -1,11 +1,18 @@
-// Stage points whose subsystems haven't joined yet. Each does nothing and
-// reports that nothing was asked of it; a subsystem replaces its point's body
-// with the call into its own code.
+// The stage points. Those whose subsystems haven't joined yet do nothing and
+// report that nothing was asked of them; a subsystem replaces its point's
+// body with the call into its own code.
 #include "session/frame_stages.h"
+
+#include "KavixD.h"
+#include "session/export_frame.h"
 
 namespace kavix::stages {
 
-uint32_t read_trigger_flags(Session &) { return 0; }
+uint32_t read_trigger_flags(Session &session) {
+    uint32_t flags = 0;
+    if (Kavix_GetTriggerMode(handle_of(&session), &flags) == 0) return 0;
+    return flags;
+}
 
 bool white_balance_wants_frame(Session &) { return false; }
 bool luminance_wants_frame(Session &) { return false; }
