@@ -125,6 +125,40 @@ INSTANTIATE_TEST_SUITE_P(ColourArrays, BayerBars,
                                     (info.param.transfer_bits == KAVIX_TRANSFER_RAW8 ? "8" : "12");
                          });
 
+// A camera mirroring in its own hardware sends the bars right to left and,
+// left to right, shifts its Bayer phase; the adjusted colour array keeps the
+// colours right on every array.
+class MirroredBars : public CaptureStages, public testing::WithParamInterface<uint16_t> {};
+
+TEST_P(MirroredBars, CameraMirrorKeepsTheColours) {
+    CameraSpec spec;
+    spec.width = kWidth;
+    spec.height = kHeight;
+    spec.color_array = GetParam();
+    spec.transfer_bits = KAVIX_TRANSFER_RAW8;
+    open_with_bars(spec);
+    ASSERT_FALSE(HasFatalFailure());
+    uint8_t mask = 0;
+    ASSERT_EQ(Kavix_GetEnableMirrorMode(camera, &mask), 1);
+    if ((mask & KAVIX_MIRROR_CAMERA_H) == 0) GTEST_SKIP() << "this camera can't mirror";
+    ASSERT_EQ(Kavix_SetMirrorMode(camera, KAVIX_MIRROR_CAMERA_H), 1);
+    std::vector<uint8_t> preview = preview_snapshot();
+    // Turn the image back left to right, then the bars read as usual.
+    for (uint32_t y = 0; y < kHeight; ++y) {
+        for (uint32_t x = 0; x < kWidth / 2; ++x) {
+            uint8_t *a = &preview[(size_t(y) * kWidth + x) * 3];
+            uint8_t *b = &preview[(size_t(y) * kWidth + (kWidth - 1 - x)) * 3];
+            std::swap_ranges(a, a + 3, b);
+        }
+    }
+    expect_bars(preview, 3, "mirrored in the camera, array " + std::to_string(GetParam()));
+}
+
+INSTANTIATE_TEST_SUITE_P(ColourArrays, MirroredBars, testing::Values(uint16_t{2}, uint16_t{3}, uint16_t{4}, uint16_t{5}),
+                         [](const testing::TestParamInfo<uint16_t> &info) {
+                             return "Array" + std::to_string(info.param);
+                         });
+
 // The method the application sets is the one the frame is interpolated
 // with: methods 2 to 5 give the bars in their interiors, method 0 the frame's
 // samples as grey, method 1 each sample in its own channel of array 3
