@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <thread>
 
 #include "tools/file_pattern.h"
+#include "tools/frame_queue.h"
 #include "tools/grab_stats.h"
 #include "tools/options.h"
 
@@ -65,6 +67,42 @@ TEST(GrabStats, NoRateFromOneFrame) {
     EXPECT_EQ(s.lost(), 0u);
     EXPECT_FALSE(s.rate());
     EXPECT_EQ(s.rate_text(), "-");
+}
+
+constexpr milliseconds kGenerous{10000};
+
+TEST(FrameQueue, HandsOverTheWantedFramesInOrderThenIgnoresTheRest) {
+    FrameQueue queue(5, 2);
+    std::thread capture([&] {
+        for (uint8_t n = 0; n < 12; ++n) {
+            const uint8_t pixels[3] = {n, n, n};
+            queue.offer(pixels, sizeof pixels, 3, 1, 100u + n, 1);
+        }
+    });
+    for (uint32_t i = 0; i < 5; ++i) {
+        std::optional<Frame> frame = queue.take(kGenerous);
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(frame->number, 100 + i);
+        EXPECT_EQ(frame->pixels, (std::vector<uint8_t>(3, static_cast<uint8_t>(i))));
+        EXPECT_EQ(frame->width, 3u);
+        queue.give_back(std::move(*frame));
+    }
+    // Offers past the fifth frame return at once, so the producer ends.
+    capture.join();
+    EXPECT_FALSE(queue.take(milliseconds(0)));
+}
+
+TEST(FrameQueue, CloseReleasesACaptureThreadWaitingForABuffer) {
+    FrameQueue queue(10, 1);
+    const uint8_t pixel = 7;
+    queue.offer(&pixel, 1, 1, 1, 1, 1);  // takes the only buffer
+    std::thread capture([&] { queue.offer(&pixel, 1, 1, 1, 2, 1); });  // waits for one
+    queue.close();
+    capture.join();
+    std::optional<Frame> first = queue.take(kGenerous);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->number, 1u);
+    EXPECT_FALSE(queue.take(milliseconds(0)));  // the second was never kept
 }
 
 TEST(OptionValues, NumbersSizesAndLists) {
