@@ -11,6 +11,7 @@
 #include "transport/controller_ops.h"
 #include "transport/controller_protocol.h"
 #include "transport/device_registry.h"
+#include "transport/export_frame.h"
 #include "transport/firmware_download.h"
 #include "transport/intel_hex.h"
 #include "transport/windows_errors.h"
@@ -19,25 +20,6 @@ using kavix::platform::set_last_error;
 using namespace kavix::transport;
 
 namespace {
-
-// Result of an operation: 1, or 0 with the thread's last error.
-int32_t result(uint32_t error) {
-    if (error == win::kSuccess) return 1;
-    set_last_error(error);
-    return 0;
-}
-
-// Runs `body` on the device behind an open handle.
-template <typename Body>
-int32_t with_device(KAVIXUSB_HANDLE handle, Body body) {
-    try {
-        std::shared_ptr<Device> device = DeviceRegistry::instance().device(handle);
-        if (!device) return result(win::kInvalidHandle);
-        return result(body(*device));
-    } catch (const std::bad_alloc &) {
-        return result(win::kNotEnoughMemory);
-    }
-}
 
 void store(uint32_t *out, uint32_t value) {
     if (out) *out = value;

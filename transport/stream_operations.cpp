@@ -5,31 +5,10 @@
 #include "KavixUSBD.h"
 #include "platform/last_error.h"
 #include "transport/device_registry.h"
+#include "transport/export_frame.h"
 #include "transport/windows_errors.h"
 
-using kavix::platform::set_last_error;
 using namespace kavix::transport;
-
-namespace {
-
-int32_t result(uint32_t error) {
-  if (error == win::kSuccess) return 1;
-  set_last_error(error);
-  return 0;
-}
-
-template <typename Body>
-int32_t with_device(KAVIXUSB_HANDLE handle, Body body) {
-  try {
-    std::shared_ptr<Device> device = DeviceRegistry::instance().device(handle);
-    if (!device) return result(win::kInvalidHandle);
-    return result(body(*device));
-  } catch (const std::bad_alloc &) {
-    return result(win::kNotEnoughMemory);
-  }
-}
-
-}  // namespace
 
 extern "C" {
 

@@ -7,31 +7,17 @@
 #include "platform/last_error.h"
 #include "transport/sim/model_catalog.h"
 #include "transport/sim/sim_bus.h"
+#include "transport/sim/sim_export_frame.h"
 #include "transport/windows_errors.h"
 
-using kavix::platform::set_last_error;
 using kavix::sim::SimBus;
 using kavix::sim::VirtualCamera;
+using kavix::sim::fail;
+using kavix::sim::with_camera;
 namespace win = kavix::transport::win;
 
 namespace {
 
-int32_t fail(uint32_t error) {
-    set_last_error(error);
-    return 0;
-}
-
-// Runs `body` on a plugged camera; an unknown id gives 87.
-template <typename Body>
-int32_t with_camera(KAVIXSIM_CAMERA id, Body body) {
-    try {
-        std::shared_ptr<VirtualCamera> camera = SimBus::instance().find(id);
-        if (!camera) return fail(win::kInvalidParameter);
-        return body(*camera);
-    } catch (const std::bad_alloc &) {
-        return fail(win::kNotEnoughMemory);
-    }
-}
 
 }  // namespace
 

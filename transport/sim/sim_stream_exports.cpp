@@ -7,29 +7,13 @@
 #include "KavixSim.h"
 #include "platform/last_error.h"
 #include "transport/sim/sim_bus.h"
+#include "transport/sim/sim_export_frame.h"
 #include "transport/windows_errors.h"
 
-using kavix::platform::set_last_error;
 using namespace kavix::sim;
 namespace win = kavix::transport::win;
 
 namespace {
-
-int32_t fail(uint32_t error) {
-  set_last_error(error);
-  return 0;
-}
-
-template <typename Body>
-int32_t with_camera(KAVIXSIM_CAMERA id, Body body) {
-  try {
-    std::shared_ptr<VirtualCamera> camera = SimBus::instance().find(id);
-    if (!camera) return fail(win::kInvalidParameter);
-    return body(*camera);
-  } catch (const std::bad_alloc &) {
-    return fail(win::kNotEnoughMemory);
-  }
-}
 
 bool level_ok(float v) { return v >= 0.0f && v <= 1000.0f; }  // also refuses NaN
 
