@@ -71,7 +71,13 @@ bool StreamReader::start() {
         block.FreeEvent.set();
     }
     final_status_ = 0;
+    running_.reset();
     if (thread_.start([this] { run(); }, platform::Thread::Priority::time_critical) != 0) return false;
+    // Back only once the pipe has been started and the first reads are
+    // queued (or the thread has already ended): whoever is told that the
+    // transfer started may then trigger the camera at once.
+    platform::Waitable *objects[] = {&running_, &thread_};
+    platform::wait_any(objects, platform::kInfinite);
     return true;
 }
 
@@ -122,6 +128,7 @@ void StreamReader::run() {
         // Start of a run. A pipe that reports 31 isn't ready yet: keep asking
         // until it is or we are stopped. Other failures show up in the reads.
         while (KavixUSBD_StartStream(handle_) == 0 && platform::last_error() == kErrorGenFailure) {
+            running_.set();  // nobody waits for a pipe that won't start
             if (stop_.is_signalled()) return;
         }
 
@@ -134,6 +141,7 @@ void StreamReader::run() {
                 return drain();
             }
         }
+        running_.set();
         uint32_t collect = 0;
 
         bool restart = false;

@@ -56,7 +56,8 @@ public:
     // False if any buffer could not be had.
     bool allocated() const { return allocated_; }
 
-    // Resets the ring and starts the reader thread at time-critical priority.
+    // Resets the ring and starts the reader thread at time-critical priority;
+    // returns once the pipe has been started and the first reads are queued.
     // False if the thread could not be created.
     bool start();
     // Sets the stop event and waits without limit for the thread. Nothing
@@ -112,6 +113,7 @@ private:
     bool allocated_ = false;
 
     platform::Event stop_{platform::Event::Reset::manual, false};
+    platform::Event running_{platform::Event::Reset::manual, false};  // the first reads are queued
     StreamBlock blocks_[StreamRing::kCount];
     StreamRing ring_;
     Slot slots_[kSlotCount];
