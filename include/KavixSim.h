@@ -285,6 +285,8 @@ typedef struct KavixSimStreamCounters {
     uint64_t bytes;     /* bytes that went into reads */
     uint64_t faults;    /* stream faults that struck */
     uint64_t reads;     /* reads completed, with or without error */
+    uint64_t starts;    /* KavixUSBD_StartStream on a stopped stream: a soft trigger
+                           counts only while the stream runs */
 } KavixSimStreamCounters;
 KAVIXUSBD_API int32_t KavixSim_GetStreamCounters(KAVIXSIM_CAMERA camera,
                                                  KavixSimStreamCounters *counters);
@@ -296,6 +298,7 @@ KAVIXUSBD_API int32_t KavixSim_GetStreamCounters(KAVIXSIM_CAMERA camera,
 #define KAVIXSIM_COUNTER_BYTES     3u
 #define KAVIXSIM_COUNTER_FAULTS    4u
 #define KAVIXSIM_COUNTER_READS     5u
+#define KAVIXSIM_COUNTER_STARTS    6u
 KAVIXUSBD_API int32_t KavixSim_WaitStreamCounter(KAVIXSIM_CAMERA camera, uint32_t counter,
                                                  uint64_t value, uint32_t timeout_ms);
 /* Waits until the camera has sent all it can and waits for something new (a

@@ -591,7 +591,7 @@ TEST_F(StreamTest, ArgumentsAreChecked) {
   EXPECT_EQ(KavixSim_AddStreamFault(999, KAVIXSIM_STREAM_TORN, 0, 0), 0);
   KavixSimStreamOptions o{};
   EXPECT_EQ(KavixSim_SetStreamOptions(camera_, &o), 0) << "a buffer of no frames";
-  EXPECT_EQ(KavixSim_WaitStreamCounter(camera_, 6, 0, 0), 0);
+  EXPECT_EQ(KavixSim_WaitStreamCounter(camera_, KAVIXSIM_COUNTER_STARTS + 1, 0, 0), 0);
   EXPECT_EQ(KavixSim_WaitStreamCounter(camera_, KAVIXSIM_COUNTER_PRODUCED, 1, 0), 0);
   EXPECT_EQ(KavixUSBD_GetLastError(), 258u);
 }

@@ -45,6 +45,8 @@ bool CameraStream::start(uint32_t &error) {
     started_ = true;
     started_at_ = Clock::now();
     next_due_.reset();
+    ++counters_.starts;
+    progress_.notify_all();
   }
   halted_ = false;  // starting clears a halted pipe
   settings_dirty_ = true;
@@ -181,6 +183,7 @@ uint64_t CameraStream::counter(StreamCounter which) const {
     case StreamCounter::kBytes: return counters_.bytes;
     case StreamCounter::kFaults: return counters_.faults;
     case StreamCounter::kReads: return counters_.reads;
+    case StreamCounter::kStarts: return counters_.starts;
   }
   return 0;
 }

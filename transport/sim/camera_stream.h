@@ -52,9 +52,10 @@ struct StreamCounters {
   uint64_t bytes = 0;      // bytes that went into reads
   uint64_t faults = 0;     // fault events that struck
   uint64_t reads = 0;      // reads completed, with or without error
+  uint64_t starts = 0;     // starts of a stopped stream
 };
 
-enum class StreamCounter { kProduced, kDelivered, kLost, kBytes, kFaults, kReads };
+enum class StreamCounter { kProduced, kDelivered, kLost, kBytes, kFaults, kReads, kStarts };
 
 class CameraStream {
  public:

@@ -122,13 +122,14 @@ KAVIXUSBD_API int32_t KavixSim_GetStreamCounters(KAVIXSIM_CAMERA camera, KavixSi
     counters->bytes = n.bytes;
     counters->faults = n.faults;
     counters->reads = n.reads;
+    counters->starts = n.starts;
     return 1;
   });
 }
 
 KAVIXUSBD_API int32_t KavixSim_WaitStreamCounter(KAVIXSIM_CAMERA camera, uint32_t counter, uint64_t value,
                                                  uint32_t timeout_ms) {
-  if (counter > KAVIXSIM_COUNTER_READS) return fail(win::kInvalidParameter);
+  if (counter > KAVIXSIM_COUNTER_STARTS) return fail(win::kInvalidParameter);
   return with_camera(camera, [&](VirtualCamera &c) {
     return c.stream().wait_for(static_cast<StreamCounter>(counter), value, std::chrono::milliseconds(timeout_ms))
                ? 1
