@@ -50,8 +50,8 @@ protected:
         return false;
     }
 
-    // A raw snapshot of `frames` frames on a thread of its own, started once
-    // the capture thread it starts has told that the stream runs.
+    // A raw snapshot of `frames` frames on a thread of its own; returns once
+    // the capture thread it starts has the camera's stream running.
     struct Snapshot {
         std::vector<uint8_t> buffer;
         std::vector<uint32_t> numbers;
@@ -64,6 +64,7 @@ protected:
         KAVIX_MESSAGE old{};
         while (Kavix_GetMessage(queue, &old, 0) != 0) {
         }
+        const uint64_t starts = counters().starts;
         const uint32_t raw = session().mode.RawSize;
         snap.buffer.assign(size_t{raw} * frames, 0);
         snap.numbers.assign(frames, 0);
@@ -74,6 +75,9 @@ protected:
             snap.error = Kavix_GetLastError(handle);
         });
         ASSERT_TRUE(wait_message(KAVIX_MSG_TRANSFER_STARTED)) << "the capture thread never started";
+        // The stream reader starts the camera's stream on a thread of its
+        // own; a soft trigger counts only once it runs.
+        ASSERT_NE(KavixSim_WaitStreamCounter(camera, KAVIXSIM_COUNTER_STARTS, starts + 1, kWaitMs), 0);
     }
     void finish_snapshot() { snapshot_thread.join(); }
 
