@@ -113,12 +113,14 @@ void FillColour(uint8_t* file, const StillImage& image, uint32_t strip_bytes) {
     directory.Add(kPhotometric, kShort, 1, 2);  // RGB
     directory.Add(kStripOffsets, kLong, 1, pixel_offset);
     directory.Add(kSamplesPerPixel, kShort, 1, samples_per_pixel);
-    if (four) directory.Add(kExtraSamples, kShort, 1, 0);
     directory.Add(kRowsPerStrip, kShort, 1, image.height);
     directory.Add(kStripByteCounts, kLong, 1, strip_bytes);
     directory.Add(kXResolution, kRational, 1, x_resolution);
     directory.Add(kYResolution, kRational, 1, y_resolution);
     directory.Add(kResolutionUnit, kShort, 1, 2);
+    // TIFF readers expect the entries in ascending tag order, so the extra
+    // sample's tag (338) comes last rather than beside SamplesPerPixel.
+    if (four) directory.Add(kExtraSamples, kShort, 1, 0);
     PutU32(file + next_directory, 0);
     PutResolution(file + x_resolution);
     PutResolution(file + y_resolution);
