@@ -330,6 +330,7 @@ void CameraStream::expose(std::unique_lock<std::mutex> &lock, uint32_t count) {
     source_.supply(s.readout, *supply_);
     supply_.reset();
   }
+  const uint64_t generation = stop_generation_;
   for (uint32_t i = 0; i < count; ++i) {
     const uint32_t number = next_number_++;
     ++counters_.produced;
@@ -352,6 +353,12 @@ void CameraStream::expose(std::unique_lock<std::mutex> &lock, uint32_t count) {
     lock.unlock();
     Buffered b{source_.expose(number, time, s.readout, s.scene, s.response), s.header_bytes, std::move(faults)};
     lock.lock();
+    if (stop_generation_ != generation || !started_) {
+      // The stream stopped while the picture was read out: the camera never
+      // sends it, and a later start must not see it ahead of its own frames.
+      ++counters_.lost;
+      break;
+    }
     Fault drawn;
     if (random_.draw(number, frame_bytes(b.job, b.header_bytes), drawn)) b.faults.push_back(drawn);
     buffer_.push_back(std::move(b));
