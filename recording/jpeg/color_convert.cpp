@@ -114,34 +114,33 @@ inline int VectorPixels(PixelLayout layout, int width) {
     return usable < 16 ? 0 : usable & ~15;
 }
 
+// One channel of sixteen pixels, stored as bytes: (b*wb + g*wg + r*wr +
+// rounding half + offset) >> 15, for the two groups of eight that LoadPairs gives.
+KAVIX_AVX2 inline void StoreChannel(__m256i bg0, __m256i r0, __m256i bg1, __m256i r1, __m256i w_bg,
+                                    __m256i w_r, __m256i offset, uint8_t* out) {
+    const __m256i low = _mm256_srai_epi32(
+        _mm256_add_epi32(_mm256_add_epi32(_mm256_madd_epi16(bg0, w_bg), _mm256_madd_epi16(r0, w_r)), offset), 15);
+    const __m256i high = _mm256_srai_epi32(
+        _mm256_add_epi32(_mm256_add_epi32(_mm256_madd_epi16(bg1, w_bg), _mm256_madd_epi16(r1, w_r)), offset), 15);
+    StoreBytes(low, high, out);
+}
+
 KAVIX_AVX2 void ConvertToYCbCrAvx2(const uint8_t* src, PixelLayout layout, int width,
                                    uint8_t* y, uint8_t* cb, uint8_t* cr) {
     const PixelShuffles s = MakeShuffles(layout);
     const __m256i y_bg = Pair(kYb, kYg), y_r = Pair(kYr, kHalf);
     const __m256i cb_bg = Pair(kCbB, kCbG), cb_r = Pair(kCbR, kHalf);
     const __m256i cr_bg = Pair(kCrB, kCrG), cr_r = Pair(kCrR, kHalf);
-    const __m256i offset = _mm256_set1_epi32(kChromaOffset);
+    const __m256i none = _mm256_setzero_si256(), offset = _mm256_set1_epi32(kChromaOffset);
     const int vector_pixels = VectorPixels(layout, width);
     int x = 0;
     for (; x < vector_pixels; x += 16) {
         __m256i bg0, r0, bg1, r1;
         LoadPairs(src + x * layout.step, s, bg0, r0);
         LoadPairs(src + (x + 8) * layout.step, s, bg1, r1);
-        const __m256i y0 = _mm256_srai_epi32(
-            _mm256_add_epi32(_mm256_madd_epi16(bg0, y_bg), _mm256_madd_epi16(r0, y_r)), 15);
-        const __m256i y1 = _mm256_srai_epi32(
-            _mm256_add_epi32(_mm256_madd_epi16(bg1, y_bg), _mm256_madd_epi16(r1, y_r)), 15);
-        StoreBytes(y0, y1, y + x);
-        const __m256i cb0 = _mm256_srai_epi32(
-            _mm256_add_epi32(_mm256_add_epi32(_mm256_madd_epi16(bg0, cb_bg), _mm256_madd_epi16(r0, cb_r)), offset), 15);
-        const __m256i cb1 = _mm256_srai_epi32(
-            _mm256_add_epi32(_mm256_add_epi32(_mm256_madd_epi16(bg1, cb_bg), _mm256_madd_epi16(r1, cb_r)), offset), 15);
-        StoreBytes(cb0, cb1, cb + x);
-        const __m256i cr0 = _mm256_srai_epi32(
-            _mm256_add_epi32(_mm256_add_epi32(_mm256_madd_epi16(bg0, cr_bg), _mm256_madd_epi16(r0, cr_r)), offset), 15);
-        const __m256i cr1 = _mm256_srai_epi32(
-            _mm256_add_epi32(_mm256_add_epi32(_mm256_madd_epi16(bg1, cr_bg), _mm256_madd_epi16(r1, cr_r)), offset), 15);
-        StoreBytes(cr0, cr1, cr + x);
+        StoreChannel(bg0, r0, bg1, r1, y_bg, y_r, none, y + x);
+        StoreChannel(bg0, r0, bg1, r1, cb_bg, cb_r, offset, cb + x);
+        StoreChannel(bg0, r0, bg1, r1, cr_bg, cr_r, offset, cr + x);
     }
     ConvertToYCbCrScalar(src + x * layout.step, layout, width - x, y + x, cb + x, cr + x);
 }
@@ -149,17 +148,14 @@ KAVIX_AVX2 void ConvertToYCbCrAvx2(const uint8_t* src, PixelLayout layout, int w
 KAVIX_AVX2 void ConvertToGreyAvx2(const uint8_t* src, PixelLayout layout, int width, uint8_t* y) {
     const PixelShuffles s = MakeShuffles(layout);
     const __m256i y_bg = Pair(kYb, kYg), y_r = Pair(kYr, kHalf);
+    const __m256i none = _mm256_setzero_si256();
     const int vector_pixels = VectorPixels(layout, width);
     int x = 0;
     for (; x < vector_pixels; x += 16) {
         __m256i bg0, r0, bg1, r1;
         LoadPairs(src + x * layout.step, s, bg0, r0);
         LoadPairs(src + (x + 8) * layout.step, s, bg1, r1);
-        const __m256i y0 = _mm256_srai_epi32(
-            _mm256_add_epi32(_mm256_madd_epi16(bg0, y_bg), _mm256_madd_epi16(r0, y_r)), 15);
-        const __m256i y1 = _mm256_srai_epi32(
-            _mm256_add_epi32(_mm256_madd_epi16(bg1, y_bg), _mm256_madd_epi16(r1, y_r)), 15);
-        StoreBytes(y0, y1, y + x);
+        StoreChannel(bg0, r0, bg1, r1, y_bg, y_r, none, y + x);
     }
     ConvertToGreyScalar(src + x * layout.step, layout, width - x, y + x);
 }
