@@ -354,9 +354,15 @@ void CameraStream::expose(std::unique_lock<std::mutex> &lock, uint32_t count) {
     Buffered b{source_.expose(number, time, s.readout, s.scene, s.response), s.header_bytes, std::move(faults)};
     lock.lock();
     if (stop_generation_ != generation || !started_) {
-      // The stream stopped while the picture was read out: the camera never
-      // sends it, and a later start must not see it ahead of its own frames.
-      ++counters_.lost;
+      // The stream stopped while the picture was read out: the exposure is
+      // cut short, so it is neither sent nor counted, and its number goes to
+      // the next frame unless someone set a new one meanwhile. A later start
+      // must not see it ahead of its own frames.
+      --counters_.produced;
+      if (next_number_ == number + 1) {
+        next_number_ = number;
+        faults_.insert(faults_.end(), b.faults.begin(), b.faults.end());
+      }
       break;
     }
     Fault drawn;
