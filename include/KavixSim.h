@@ -242,6 +242,11 @@ KAVIXUSBD_API int32_t KavixSim_SetScene(KAVIXSIM_CAMERA camera, const KavixSimSc
 KAVIXUSBD_API int32_t KavixSim_SupplyFrames(KAVIXSIM_CAMERA camera, const void *frames,
                                             uint32_t frame_bytes, uint32_t count);
 
+/* Stopping the stream (KavixUSBD_StopStream) ends every pending read with 995
+ * and drops the frame on its way out; an exposure still being read out is cut
+ * short and gives its number to the next frame. Frames already waiting in the
+ * camera's buffer stay there for the next start, as on a camera, until request
+ * 32 clears them. */
 typedef struct KavixSimStreamOptions {
     uint8_t separate_header;  /* the header is a transfer of its own */
     uint8_t can_restart;      /* KavixUSBD_QueryStreamRestart says yes (default 1) */
