@@ -11,7 +11,7 @@ struct CameraChoice {
     std::optional<uint32_t> user_id;  // none: the first free camera
 };
 
-inline OptionSpec camera_option(CameraChoice &choice) {
+inline OptionDef camera_option(CameraChoice &choice) {
     return {'c', "camera", "ID",
             "the camera with this user ID (see 'kavix list');\n"
             "default: the first camera that is free",

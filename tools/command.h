@@ -14,7 +14,7 @@ struct Command {
     std::string arguments;    // after "kavix NAME", e.g. "[options]"
     std::string description;  // what it does, before the options
     std::string examples;     // lines of examples, may be empty
-    std::vector<OptionSpec> options;
+    std::vector<OptionDef> options;
     std::function<int()> run;  // exit code; throws UsageError or RuntimeError
 };
 

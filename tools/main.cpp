@@ -21,7 +21,7 @@ struct GlobalSettings {
     bool list_models = false;
 };
 
-std::vector<OptionSpec> global_options(GlobalSettings &g) {
+std::vector<OptionDef> global_options(GlobalSettings &g) {
     return {
         {0, "sim", "MODEL",
          "plug a simulated camera of MODEL (product name or id) into the bus;\n"
@@ -52,7 +52,7 @@ std::vector<OptionSpec> global_options(GlobalSettings &g) {
 
 std::string top_usage() { return "Usage: kavix [--sim MODEL [--sim-user-id N]]... COMMAND [options]\n"; }
 
-void print_top_help(const std::vector<Command> &commands, const std::vector<OptionSpec> &global) {
+void print_top_help(const std::vector<Command> &commands, const std::vector<OptionDef> &global) {
     std::printf("%s\nGrab images from Kavix USB industrial cameras, real or simulated.\n\n"
                 "Commands:\n",
                 top_usage().c_str());
@@ -64,7 +64,7 @@ void print_top_help(const std::vector<Command> &commands, const std::vector<Opti
                 format_options(global).c_str());
 }
 
-void print_command_help(const Command &c, const std::vector<OptionSpec> &global) {
+void print_command_help(const Command &c, const std::vector<OptionDef> &global) {
     std::printf("Usage: kavix %s %s\n\n%s\n", c.name.c_str(), c.arguments.c_str(),
                 c.description.c_str());
     if (!c.options.empty()) std::printf("\nOptions:\n%s", format_options(c.options).c_str());
@@ -85,7 +85,7 @@ int run(const std::vector<std::string> &args, std::string &help_topic) {
     commands.push_back(grab_command());
 
     GlobalSettings settings;
-    const std::vector<OptionSpec> global = global_options(settings);
+    const std::vector<OptionDef> global = global_options(settings);
 
     const size_t at = parse_options_to_word(args, {&global});
     const Command *command = nullptr;

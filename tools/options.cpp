@@ -8,26 +8,26 @@ namespace kavix::tool {
 
 namespace {
 
-const OptionSpec *find_long(const OptionTables &specs,
+const OptionDef *find_long(const OptionTables &defs,
                             std::string_view name) {
-    for (const auto *table : specs)
-        for (const OptionSpec &s : *table)
+    for (const auto *table : defs)
+        for (const OptionDef &s : *table)
             if (s.long_name == name) return &s;
     return nullptr;
 }
 
-const OptionSpec *find_short(const OptionTables &specs, char name) {
-    for (const auto *table : specs)
-        for (const OptionSpec &s : *table)
+const OptionDef *find_short(const OptionTables &defs, char name) {
+    for (const auto *table : defs)
+        for (const OptionDef &s : *table)
             if (s.short_name != 0 && s.short_name == name) return &s;
     return nullptr;
 }
 
-std::string display_name(const OptionSpec &s) { return "--" + s.long_name; }
+std::string display_name(const OptionDef &s) { return "--" + s.long_name; }
 
 // The walk behind both parse functions: options are applied, words collected;
 // with `stop_at_word` it ends at the first word. Returns where it ended.
-size_t walk(const std::vector<std::string> &args, const OptionTables &specs, bool stop_at_word,
+size_t walk(const std::vector<std::string> &args, const OptionTables &defs, bool stop_at_word,
             std::vector<std::string> &words) {
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string &arg = args[i];
@@ -41,38 +41,38 @@ size_t walk(const std::vector<std::string> &args, const OptionTables &specs, boo
             words.push_back(arg);
             continue;
         }
-        const OptionSpec *spec = nullptr;
+        const OptionDef *def = nullptr;
         std::string value;
         bool has_value = false;
         if (arg[1] == '-') {
             const size_t eq = arg.find('=');
             const std::string name = arg.substr(2, eq == std::string::npos ? std::string::npos : eq - 2);
-            spec = find_long(specs, name);
-            if (!spec) throw UsageError("unknown option '--" + name + "'");
+            def = find_long(defs, name);
+            if (!def) throw UsageError("unknown option '--" + name + "'");
             if (eq != std::string::npos) {
-                if (spec->value_name.empty())
+                if (def->value_name.empty())
                     throw UsageError("option '--" + name + "' takes no value");
                 value = arg.substr(eq + 1);
                 has_value = true;
             }
         } else {
-            spec = find_short(specs, arg[1]);
-            if (!spec) throw UsageError(std::string("unknown option '-") + arg[1] + "'");
+            def = find_short(defs, arg[1]);
+            if (!def) throw UsageError(std::string("unknown option '-") + arg[1] + "'");
             if (arg.size() > 2) {
-                if (spec->value_name.empty())
+                if (def->value_name.empty())
                     throw UsageError(std::string("option '-") + arg[1] + "' takes no value (in '" +
                                      arg + "')");
                 value = arg.substr(2);
                 has_value = true;
             }
         }
-        if (!spec->value_name.empty() && !has_value) {
+        if (!def->value_name.empty() && !has_value) {
             if (i + 1 >= args.size())
-                throw UsageError("option '" + display_name(*spec) + "' needs a value (" +
-                                 spec->value_name + ")");
+                throw UsageError("option '" + display_name(*def) + "' needs a value (" +
+                                 def->value_name + ")");
             value = args[++i];
         }
-        spec->apply(value);
+        def->apply(value);
     }
     return args.size();
 }
@@ -91,10 +91,10 @@ size_t parse_options_to_word(const std::vector<std::string> &args, const OptionT
     return walk(args, tables, true, unused);
 }
 
-std::string format_options(const std::vector<OptionSpec> &specs) {
+std::string format_options(const std::vector<OptionDef> &defs) {
     std::vector<std::string> heads;
     size_t width = 0;
-    for (const OptionSpec &s : specs) {
+    for (const OptionDef &s : defs) {
         std::string head = s.short_name ? std::string("-") + s.short_name + ", " : "    ";
         head += "--" + s.long_name;
         if (!s.value_name.empty()) head += " " + s.value_name;
@@ -102,10 +102,10 @@ std::string format_options(const std::vector<OptionSpec> &specs) {
         heads.push_back(std::move(head));
     }
     std::string out;
-    for (size_t i = 0; i < specs.size(); ++i) {
+    for (size_t i = 0; i < defs.size(); ++i) {
         out += "  " + heads[i] + std::string(width - heads[i].size() + 2, ' ');
         // Continuation lines of the help line up under its first line.
-        const std::string &help = specs[i].help;
+        const std::string &help = defs[i].help;
         for (char c : help) {
             out += c;
             if (c == '\n') out += std::string(width + 4, ' ');

@@ -15,7 +15,7 @@ struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-struct OptionSpec {
+struct OptionDef {
     char short_name;         // 0 for none
     std::string long_name;   // without the dashes
     std::string value_name;  // empty for a flag
@@ -23,7 +23,7 @@ struct OptionSpec {
     std::function<void(std::string_view value)> apply;  // value empty for a flag
 };
 
-using OptionTables = std::vector<const std::vector<OptionSpec> *>;
+using OptionTables = std::vector<const std::vector<OptionDef> *>;
 
 // Walks `args`, applying options from `tables`. Accepts --name value,
 // --name=value, -x value, -xvalue and "--" to end the options. Returns the
@@ -36,7 +36,7 @@ std::vector<std::string> parse_options(const std::vector<std::string> &args,
 size_t parse_options_to_word(const std::vector<std::string> &args, const OptionTables &tables);
 
 // The options as help lines: "  -n, --frames N    Frames to grab ...".
-std::string format_options(const std::vector<OptionSpec> &specs);
+std::string format_options(const std::vector<OptionDef> &defs);
 
 // Value parsers that name the option in their error.
 uint32_t parse_uint(std::string_view option, std::string_view value, uint32_t min, uint32_t max);

@@ -24,19 +24,19 @@ const uint8_t kChrominanceQuantNatural[64] = {
     99, 99, 99, 99, 99, 99, 99, 99,
 };
 
-const HuffmanSpec kLuminanceDc = {
+const HuffmanTableDef kLuminanceDc = {
     {0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0},
     {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11},
     12,
 };
 
-const HuffmanSpec kChrominanceDc = {
+const HuffmanTableDef kChrominanceDc = {
     {0, 3, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0},
     {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11},
     12,
 };
 
-const HuffmanSpec kLuminanceAc = {
+const HuffmanTableDef kLuminanceAc = {
     {0, 2, 1, 3, 3, 2, 4, 3, 5, 5, 4, 4, 0, 0, 1, 0x7d},
     {
         0x01, 0x02, 0x03, 0x00, 0x04, 0x11, 0x05, 0x12, 0x21, 0x31, 0x41, 0x06, 0x13, 0x51,
@@ -55,7 +55,7 @@ const HuffmanSpec kLuminanceAc = {
     162,
 };
 
-const HuffmanSpec kChrominanceAc = {
+const HuffmanTableDef kChrominanceAc = {
     {0, 2, 1, 2, 4, 4, 3, 4, 7, 5, 4, 4, 0, 1, 2, 0x77},
     {
         0x00, 0x01, 0x02, 0x03, 0x11, 0x04, 0x05, 0x21, 0x31, 0x06, 0x12, 0x41, 0x51, 0x07,

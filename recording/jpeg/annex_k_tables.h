@@ -32,15 +32,15 @@ extern const uint8_t kChrominanceQuantNatural[64];
 
 // A Huffman table as a DHT segment carries it: code counts per length 1..16
 // and the symbols in code order.
-struct HuffmanSpec {
+struct HuffmanTableDef {
     uint8_t bits[16];
     uint8_t values[256];
     int count;  // number of symbols, the sum of bits
 };
 
-extern const HuffmanSpec kLuminanceDc;    // K.3
-extern const HuffmanSpec kChrominanceDc;  // K.4
-extern const HuffmanSpec kLuminanceAc;    // K.5
-extern const HuffmanSpec kChrominanceAc;  // K.6
+extern const HuffmanTableDef kLuminanceDc;    // K.3
+extern const HuffmanTableDef kChrominanceDc;  // K.4
+extern const HuffmanTableDef kLuminanceAc;    // K.5
+extern const HuffmanTableDef kChrominanceAc;  // K.6
 
 }  // namespace kavix::jpeg

@@ -26,13 +26,13 @@ int CeilDiv(int a, int b) { return (a + b - 1) / b; }
     } while (0)
 
 void LoadHuffmanTable(CJPEGEncoderHuffmanTable& table, int id, int table_class,
-                      const jpeg::HuffmanSpec& spec) {
+                      const jpeg::HuffmanTableDef& def) {
     table.id = id;
     table.table_class = table_class;
-    std::memcpy(table.bits, spec.bits, sizeof table.bits);
+    std::memcpy(table.bits, def.bits, sizeof table.bits);
     std::memset(table.values, 0, sizeof table.values);
-    std::memcpy(table.values, spec.values, static_cast<size_t>(spec.count));
-    table.count = spec.count;
+    std::memcpy(table.values, def.values, static_cast<size_t>(def.count));
+    table.count = def.count;
 }
 
 }  // namespace

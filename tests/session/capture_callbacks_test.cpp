@@ -69,7 +69,7 @@ protected:
 };
 
 TEST_P(CallbackExports, IdsCountsAndLists) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     const Kind k = kind();
     int ctx1 = 0, ctx2 = 0;
     uint32_t id1 = 0, id2 = 0, id3 = 0, n = 99;
@@ -113,7 +113,7 @@ TEST_P(CallbackExports, IdsCountsAndLists) {
 }
 
 TEST_P(CallbackExports, BadArgumentsFail) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     const Kind k = kind();
     uint32_t id = 0, n = 0;
     void (*function)() = nullptr;
@@ -176,7 +176,7 @@ struct SelfAdding {
 };
 
 TEST_F(Callbacks, CallbackAddingToItsOwnListDuringTheWalk) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     SelfAdding state;
     state.camera = camera;
     uint32_t id = 0;
@@ -203,7 +203,7 @@ TEST_F(Callbacks, CallbackAddingToItsOwnListDuringTheWalk) {
 // Remove on another thread waits for the running callback; after it returns
 // the callback is never called again.
 TEST_F(Callbacks, RemoveFromAnotherThreadWaitsForTheRunningCallback) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     struct Held {
         Gate gate;
         std::atomic<bool> running{false};
@@ -248,7 +248,7 @@ TEST_F(Callbacks, RemoveFromAnotherThreadWaitsForTheRunningCallback) {
 
 // Stopping while a callback blocks waits for the callback to return.
 TEST_F(Callbacks, StopWhileACallbackBlocksWaitsForIt) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     struct Held {
         Gate gate;
         std::atomic<bool> returned{false};
@@ -281,7 +281,7 @@ TEST_F(Callbacks, StopWhileACallbackBlocksWaitsForIt) {
 // A callback may stop the transfer it runs on: the thread ends, and stays set
 // until stopped from outside.
 TEST_F(Callbacks, CallbackStoppingItsOwnTransfer) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     struct Stopper {
         KAVIX_HANDLE camera;
         std::atomic<int> calls{0};
@@ -321,10 +321,10 @@ class PreviewSnapshots : public CaptureTest, public testing::WithParamInterface<
 // same image with its size and format.
 TEST_P(PreviewSnapshots, PreviewImageIsTheFrame) {
     const PreviewCase c = GetParam();
-    CameraSpec spec;
-    spec.transfer_bits = c.transfer_bits;
-    spec.color_array = c.color_array;
-    ASSERT_NO_FATAL_FAILURE(open(spec));
+    CameraSetup setup;
+    setup.transfer_bits = c.transfer_bits;
+    setup.color_array = c.color_array;
+    ASSERT_NO_FATAL_FAILURE(open(setup));
     const uint32_t frame = raw_size();
     std::vector<uint8_t> frames(frame * 2);
     for (size_t i = 0; i < frames.size(); ++i) frames[i] = uint8_t(i * 7 + i / frame);
@@ -389,8 +389,8 @@ struct Rectangle {
 };
 
 TEST_F(Callbacks, GdiCallbackDrawsOnTheShownImage) {
-    CameraSpec spec;
-    ASSERT_NO_FATAL_FAILURE(open(spec));
+    CameraSetup setup;
+    ASSERT_NO_FATAL_FAILURE(open(setup));
     std::vector<uint8_t> frames(raw_size(), 0x40);
     ASSERT_EQ(KavixSim_SupplyFrames(sim, frames.data(), raw_size(), 1), 1);
     Rectangle rect;
@@ -435,10 +435,10 @@ TEST_F(Callbacks, GdiCallbackDrawsOnTheShownImage) {
 // On a BGR24 preview the value reads blue, green, red from memory as
 // 0xBBGGRR: red drawn by cairo reads 0x0000FF.
 TEST_F(Callbacks, GdiCallbackOnAColourPreview) {
-    CameraSpec spec;
-    spec.transfer_bits = KAVIX_TRANSFER_BGR24;
-    spec.color_array = 2;
-    ASSERT_NO_FATAL_FAILURE(open(spec));
+    CameraSetup setup;
+    setup.transfer_bits = KAVIX_TRANSFER_BGR24;
+    setup.color_array = 2;
+    ASSERT_NO_FATAL_FAILURE(open(setup));
     std::vector<uint8_t> frames(raw_size());
     for (size_t i = 0; i < frames.size(); i += 3) {
         frames[i] = 0x10;      // B

@@ -19,7 +19,7 @@ namespace kavix::test {
 
 constexpr uint32_t kBound = 30000;  // ms: every wait's limit, never reached when things work
 
-struct CameraSpec {
+struct CameraSetup {
     uint32_t width = 64;
     uint32_t height = 48;
     uint16_t header_bytes = 64;
@@ -54,40 +54,40 @@ protected:
     }
 
     // Plugs a camera of this kind and opens it, with the receive queue set.
-    void open(const CameraSpec &spec) {
-        spec_ = spec;
+    void open(const CameraSetup &setup) {
+        setup_ = setup;
         KavixSimCameraConfig config;
         ASSERT_EQ(KavixSim_InitConfig(&config, 0x7A01, 0), 1);  // a generic model with an FPGA
-        config.sensor_width = spec.width;
-        config.sensor_height = spec.height;
-        config.min_width = std::min<uint16_t>(config.min_width, spec.width);
-        config.min_height = std::min<uint16_t>(config.min_height, spec.height);
-        config.header_bytes = spec.header_bytes;
-        config.color_array = spec.color_array;
-        config.enable_transfer_bits = spec.transfer_bits;
-        config.transfer_bits = spec.transfer_bits;
-        config.usb_speed = spec.usb_speed;
+        config.sensor_width = setup.width;
+        config.sensor_height = setup.height;
+        config.min_width = std::min<uint16_t>(config.min_width, setup.width);
+        config.min_height = std::min<uint16_t>(config.min_height, setup.height);
+        config.header_bytes = setup.header_bytes;
+        config.color_array = setup.color_array;
+        config.enable_transfer_bits = setup.transfer_bits;
+        config.transfer_bits = setup.transfer_bits;
+        config.usb_speed = setup.usb_speed;
         config.user_id = next_user_id_++;
         sim = KavixSim_Plug(&config);
         ASSERT_NE(sim, 0u) << KavixUSBD_GetLastError();
         KavixSimStreamOptions options{};
-        options.separate_header = spec.separate_header;
-        options.can_restart = spec.can_restart;
-        options.as_fast_as_read = spec.as_fast_as_read;
-        options.buffer_frames = spec.buffer_frames;
-        options.first_frame_number = spec.first_frame_number;
+        options.separate_header = setup.separate_header;
+        options.can_restart = setup.can_restart;
+        options.as_fast_as_read = setup.as_fast_as_read;
+        options.buffer_frames = setup.buffer_frames;
+        options.first_frame_number = setup.first_frame_number;
         ASSERT_EQ(KavixSim_SetStreamOptions(sim, &options), 1);
         camera = Kavix_Open(config.user_id);
         ASSERT_NE(camera, nullptr) << std::hex << Kavix_GetLastError(nullptr);
         queue = Kavix_CreateMessageQueue();
         ASSERT_NE(queue, nullptr);
         ASSERT_EQ(Kavix_SetReceiveMsgWindow(camera, queue), 1);
-        ASSERT_EQ(session().mode.Width, spec.width);
-        ASSERT_EQ(session().mode.Height, spec.height);
+        ASSERT_EQ(session().mode.Width, setup.width);
+        ASSERT_EQ(session().mode.Height, setup.height);
     }
 
     Session &session() { return *session_of(camera); }
-    uint32_t raw_size() const { return bits_per_pixel(spec_.transfer_bits) * spec_.width * spec_.height / 8; }
+    uint32_t raw_size() const { return bits_per_pixel(setup_.transfer_bits) * setup_.width * setup_.height / 8; }
 
     // Frames of the simulator: `count` pixel blocks, block k filled with k + 1
     // at every byte, so that a torn or mixed frame shows.
@@ -141,7 +141,7 @@ protected:
     KAVIX_MESSAGE_QUEUE queue = nullptr;
 
 private:
-    CameraSpec spec_;
+    CameraSetup setup_;
     static inline uint32_t next_user_id_ = 100;
 };
 

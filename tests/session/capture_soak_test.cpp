@@ -62,7 +62,7 @@ void bitmap_noop(uint8_t *, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, vo
 using Soak = CaptureTest;
 
 TEST_F(Soak, ManyThreadsOneSessionNoFrameLost) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     ASSERT_NO_FATAL_FAILURE(supply_numbered_frames(7));
     RunLog log;
     uint32_t id = 0;

@@ -32,8 +32,8 @@ constexpr int kOffAtMost = 50;
 
 class CaptureStages : public CaptureTest {
 protected:
-    void open_with_bars(const CameraSpec &spec) {
-        open(spec);
+    void open_with_bars(const CameraSetup &setup) {
+        open(setup);
         if (HasFatalFailure()) return;
         KavixSimScene scene{};
         scene.kind = KAVIXSIM_SCENE_COLOR_BARS;
@@ -97,12 +97,12 @@ class BayerBars : public CaptureStages, public testing::WithParamInterface<Bayer
 
 TEST_P(BayerBars, PreviewSnapshotDecodesToTheBarColours) {
     const BayerCase c = GetParam();
-    CameraSpec spec;
-    spec.width = kWidth;
-    spec.height = kHeight;
-    spec.color_array = c.color_array;
-    spec.transfer_bits = c.transfer_bits;
-    open_with_bars(spec);
+    CameraSetup setup;
+    setup.width = kWidth;
+    setup.height = kHeight;
+    setup.color_array = c.color_array;
+    setup.transfer_bits = c.transfer_bits;
+    open_with_bars(setup);
     ASSERT_FALSE(HasFatalFailure());
     uint32_t format = 0;
     ASSERT_EQ(Kavix_GetPreviewPixelFormat(camera, &format), 1);
@@ -131,12 +131,12 @@ INSTANTIATE_TEST_SUITE_P(ColourArrays, BayerBars,
 class MirroredBars : public CaptureStages, public testing::WithParamInterface<uint16_t> {};
 
 TEST_P(MirroredBars, CameraMirrorKeepsTheColours) {
-    CameraSpec spec;
-    spec.width = kWidth;
-    spec.height = kHeight;
-    spec.color_array = GetParam();
-    spec.transfer_bits = KAVIX_TRANSFER_RAW8;
-    open_with_bars(spec);
+    CameraSetup setup;
+    setup.width = kWidth;
+    setup.height = kHeight;
+    setup.color_array = GetParam();
+    setup.transfer_bits = KAVIX_TRANSFER_RAW8;
+    open_with_bars(setup);
     ASSERT_FALSE(HasFatalFailure());
     uint8_t mask = 0;
     ASSERT_EQ(Kavix_GetEnableMirrorMode(camera, &mask), 1);
@@ -164,12 +164,12 @@ INSTANTIATE_TEST_SUITE_P(ColourArrays, MirroredBars, testing::Values(uint16_t{2}
 // samples as grey, method 1 each sample in its own channel of array 3
 // (Gr R / B Gb) with the two others 0.
 TEST_F(CaptureStages, EachInterpolationMethodReachesThePreview) {
-    CameraSpec spec;
-    spec.width = kWidth;
-    spec.height = kHeight;
-    spec.color_array = 3;
-    spec.transfer_bits = KAVIX_TRANSFER_RAW8;
-    open_with_bars(spec);
+    CameraSetup setup;
+    setup.width = kWidth;
+    setup.height = kHeight;
+    setup.color_array = 3;
+    setup.transfer_bits = KAVIX_TRANSFER_RAW8;
+    open_with_bars(setup);
     ASSERT_FALSE(HasFatalFailure());
     const std::vector<uint8_t> raw = raw_snapshot();
     for (uint8_t method = 0; method < 6; ++method) {
@@ -202,12 +202,12 @@ TEST_F(CaptureStages, EachInterpolationMethodReachesThePreview) {
 class DirectBars : public CaptureStages, public testing::WithParamInterface<uint32_t> {};
 
 TEST_P(DirectBars, PreviewSnapshotIsTheConvertedImage) {
-    CameraSpec spec;
-    spec.width = kWidth;
-    spec.height = kHeight;
-    spec.color_array = 2;  // a colour camera; its direct formats carry no Bayer phase
-    spec.transfer_bits = GetParam();
-    open_with_bars(spec);
+    CameraSetup setup;
+    setup.width = kWidth;
+    setup.height = kHeight;
+    setup.color_array = 2;  // a colour camera; its direct formats carry no Bayer phase
+    setup.transfer_bits = GetParam();
+    open_with_bars(setup);
     ASSERT_FALSE(HasFatalFailure());
     const std::vector<uint8_t> preview = preview_snapshot();
     expect_bars(preview, 3, "transfer " + std::to_string(GetParam()));
@@ -244,12 +244,12 @@ class MonoBars : public CaptureStages, public testing::WithParamInterface<MonoCa
 // samples cut to their top eight bits; in BGR24 every pixel is that grey.
 TEST_P(MonoBars, PreviewIsMonoAndFollowsTheFrame) {
     const MonoCase c = GetParam();
-    CameraSpec spec;
-    spec.width = kWidth;
-    spec.height = kHeight;
-    spec.color_array = 1;
-    spec.transfer_bits = c.transfer_bits;
-    open_with_bars(spec);
+    CameraSetup setup;
+    setup.width = kWidth;
+    setup.height = kHeight;
+    setup.color_array = 1;
+    setup.transfer_bits = c.transfer_bits;
+    open_with_bars(setup);
     ASSERT_FALSE(HasFatalFailure());
     uint32_t format = 0;
     ASSERT_EQ(Kavix_GetPreviewPixelFormat(camera, &format), 1);
@@ -309,12 +309,12 @@ struct DeepSamples {
 void ignore_bitmap(uint8_t *, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, void *, void *) {}
 
 TEST_F(CaptureStages, TwelveBitRawConsumersSeeTheSamplesBeforeTheCut) {
-    CameraSpec spec;
-    spec.width = kWidth;
-    spec.height = kHeight;
-    spec.color_array = 2;
-    spec.transfer_bits = KAVIX_TRANSFER_RAW12;
-    open_with_bars(spec);
+    CameraSetup setup;
+    setup.width = kWidth;
+    setup.height = kHeight;
+    setup.color_array = 2;
+    setup.transfer_bits = KAVIX_TRANSFER_RAW12;
+    open_with_bars(setup);
     ASSERT_FALSE(HasFatalFailure());
 
     // A bitmap callback makes every frame go through the cut to 8 bits; the

@@ -70,13 +70,13 @@ class FramePlacement : public CaptureTest, public testing::WithParamInterface<Pl
 // whole with its number, in order.
 TEST_P(FramePlacement, FramesArriveWholeAndInOrder) {
     const PlacementCase c = GetParam();
-    CameraSpec spec;
-    spec.header_bytes = c.header_bytes;
-    spec.separate_header = c.separate_header;
-    spec.width = c.width;
-    spec.height = c.height;
-    spec.first_frame_number = 40;
-    ASSERT_NO_FATAL_FAILURE(open(spec));
+    CameraSetup setup;
+    setup.header_bytes = c.header_bytes;
+    setup.separate_header = c.separate_header;
+    setup.width = c.width;
+    setup.height = c.height;
+    setup.first_frame_number = 40;
+    ASSERT_NO_FATAL_FAILURE(open(setup));
     ASSERT_NO_FATAL_FAILURE(supply_numbered_frames(3));
     FrameLog log;
     uint32_t id = 0;
@@ -107,11 +107,11 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<PlacementCase> &info) { return std::string(info.param.name); });
 
 TEST_F(Stream, TransferSize1024FramesFlow) {
-    CameraSpec spec;
-    spec.header_bytes = 0;
-    spec.width = 64;
-    spec.height = 16;  // 1024 bytes: FrameBytes 1536
-    ASSERT_NO_FATAL_FAILURE(open(spec));
+    CameraSetup setup;
+    setup.header_bytes = 0;
+    setup.width = 64;
+    setup.height = 16;  // 1024 bytes: FrameBytes 1536
+    ASSERT_NO_FATAL_FAILURE(open(setup));
     ASSERT_EQ(session().mode.TransferSize, 1024u);
     std::vector<uint8_t> buffer(1024 * 4);
     uint32_t taken = 0;
@@ -135,12 +135,12 @@ class DroppedFrames : public CaptureTest, public testing::WithParamInterface<Fau
 // frames after them are handled.
 TEST_P(DroppedFrames, BrokenFrameIsDroppedAndTheNextIsHandled) {
     const FaultCase c = GetParam();
-    CameraSpec spec;
-    spec.separate_header = c.separate_header;
-    spec.width = c.width;
-    spec.height = c.height;
-    spec.first_frame_number = 1;
-    ASSERT_NO_FATAL_FAILURE(open(spec));
+    CameraSetup setup;
+    setup.separate_header = c.separate_header;
+    setup.width = c.width;
+    setup.height = c.height;
+    setup.first_frame_number = 1;
+    ASSERT_NO_FATAL_FAILURE(open(setup));
     ASSERT_NO_FATAL_FAILURE(supply_numbered_frames(4));
     ASSERT_EQ(KavixSim_AddStreamFault(sim, c.kind, 3, c.param), 1);
     ASSERT_EQ(KavixSim_AddStreamFault(sim, c.kind, 4, c.param), 1);
@@ -190,9 +190,9 @@ INSTANTIATE_TEST_SUITE_P(
 // Without restart in place, error 31 reaches the capture thread as a block
 // status, and the capture thread restarts its reader.
 TEST_F(Stream, Error31WithoutRestartInPlaceRestartsTheReader) {
-    CameraSpec spec;
-    spec.can_restart = false;
-    ASSERT_NO_FATAL_FAILURE(open(spec));
+    CameraSetup setup;
+    setup.can_restart = false;
+    ASSERT_NO_FATAL_FAILURE(open(setup));
     ASSERT_EQ(KavixSim_AddStreamFault(sim, KAVIXSIM_STREAM_ERR31, 3, KAVIXSIM_AT_HALF), 1);
     FrameLog log;
     uint32_t id = 0;
@@ -214,7 +214,7 @@ TEST_F(Stream, Error31WithoutRestartInPlaceRestartsTheReader) {
 // and waits with its reads queued, without error. When the callback returns,
 // capture goes on without a frame missing.
 TEST_F(Stream, StalledCallbackFillsTheRingAndTheReaderHolds) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     struct Stalling {
         Gate gate;
         FrameLog log;
@@ -253,10 +253,10 @@ TEST_F(Stream, StalledCallbackFillsTheRingAndTheReaderHolds) {
 // the ring is full: its lost frames show as a gap in the numbers, and nothing
 // else goes wrong.
 TEST_F(Stream, StalledCallbackLetsTheCameraBufferOverflow) {
-    CameraSpec spec;
-    spec.as_fast_as_read = false;
-    spec.buffer_frames = 2;
-    ASSERT_NO_FATAL_FAILURE(open(spec));
+    CameraSetup setup;
+    setup.as_fast_as_read = false;
+    setup.buffer_frames = 2;
+    ASSERT_NO_FATAL_FAILURE(open(setup));
     struct Stalling {
         Gate gate;
         FrameLog log;

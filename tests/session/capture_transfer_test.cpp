@@ -10,7 +10,7 @@ namespace {
 using Transfer = CaptureTest;
 
 TEST_F(Transfer, WithoutConsumersFramesAreReadAndDropped) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     ASSERT_EQ(Kavix_StartTransfer(camera), 1);
     EXPECT_TRUE(capture_thread_exists(session()));
     // Frames keep being read although nobody wants them.
@@ -32,7 +32,7 @@ TEST_F(Transfer, WithoutConsumersFramesAreReadAndDropped) {
 }
 
 TEST_F(Transfer, StartWhileRunningStopsTheFirstThread) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     ASSERT_EQ(Kavix_StartTransfer(camera), 1);
     ASSERT_EQ(Kavix_StartTransfer(camera), 1);
     ASSERT_EQ(Kavix_StopTransfer(camera), 1);
@@ -56,7 +56,7 @@ TEST_F(Transfer, ExportsCheckTheHandle) {
 }
 
 TEST_F(Transfer, RawSnapshotTakesWholeFramesWithTheirNumbers) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     ASSERT_NO_FATAL_FAILURE(supply_numbered_frames(5));
     const uint32_t frame = raw_size();
     // Room for three frames and a bit: three are taken.
@@ -79,7 +79,7 @@ TEST_F(Transfer, RawSnapshotTakesWholeFramesWithTheirNumbers) {
 }
 
 TEST_F(Transfer, SnapshotTooSmallForOneFrameFails) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     std::vector<uint8_t> buffer(raw_size() - 1);
     uint32_t taken = 77;
     EXPECT_EQ(Kavix_TakeRawSnapShot(camera, buffer.data(), uint32_t(buffer.size()), &taken, nullptr, 0), 0);
@@ -92,7 +92,7 @@ TEST_F(Transfer, SnapshotTooSmallForOneFrameFails) {
 }
 
 TEST_F(Transfer, SnapshotOnlyThreadEndsItselfAndTheCallStopsIt) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     std::vector<uint8_t> buffer(raw_size() * 2);
     uint32_t taken = 0;
     ASSERT_EQ(Kavix_TakeRawSnapShot(camera, buffer.data(), uint32_t(buffer.size()), &taken, nullptr, 0), 1);
@@ -106,7 +106,7 @@ TEST_F(Transfer, SnapshotOnlyThreadEndsItselfAndTheCallStopsIt) {
 }
 
 TEST_F(Transfer, SnapshotUsesARunningTransferAndLeavesItRunning) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     ASSERT_EQ(Kavix_StartTransfer(camera), 1);
     std::vector<uint8_t> buffer(raw_size());
     uint32_t taken = 0;
@@ -119,7 +119,7 @@ TEST_F(Transfer, SnapshotUsesARunningTransferAndLeavesItRunning) {
 }
 
 TEST_F(Transfer, SnapshotTimesOutWhenNoFrameComes) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     // The camera stops sending inside its first frame.
     ASSERT_EQ(KavixSim_AddStreamFault(sim, KAVIXSIM_STREAM_STALL, 1, 10), 1);
     std::vector<uint8_t> buffer(raw_size());
@@ -133,7 +133,7 @@ TEST_F(Transfer, SnapshotTimesOutWhenNoFrameComes) {
 // A thread that ended by itself stays set: the next snapshot starts nothing,
 // sees the ended thread at once and fails, until the transfer is stopped.
 TEST_F(Transfer, SelfEndedThreadFailsSnapshotsUntilStopped) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     // 45057 can't be posted to a destroyed queue: the thread ends at once.
     KAVIX_MESSAGE_QUEUE dead = Kavix_CreateMessageQueue();
     ASSERT_EQ(Kavix_DestroyMessageQueue(dead), 1);
@@ -161,7 +161,7 @@ TEST_F(Transfer, SelfEndedThreadFailsSnapshotsUntilStopped) {
 }
 
 TEST_F(Transfer, UnplugEndsTheThreadWithError5) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     FrameLog log;
     uint32_t id = 0;
     ASSERT_EQ(Kavix_AddRawCallback(camera, FrameLog::raw, &log, &id), 1);
@@ -186,7 +186,7 @@ TEST_F(Transfer, UnplugEndsTheThreadWithError5) {
 }
 
 TEST_F(Transfer, CloseStopsARunningThreadAndLeavesNoCallbacks) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSpec{}));
+    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
     FrameLog log;
     uint32_t id = 0;
     ASSERT_EQ(Kavix_AddRawCallback(camera, FrameLog::raw, &log, &id), 1);

@@ -126,20 +126,20 @@ TEST(OptionValues, NumbersSizesAndLists) {
 TEST(OptionParsing, FormsOfOptionsAndWords) {
     std::vector<std::string> seen;
     bool flag = false;
-    const std::vector<OptionSpec> specs = {
+    const std::vector<OptionDef> defs = {
         {'o', "output", "NAME", "", [&](std::string_view v) { seen.emplace_back(v); }},
         {'f', "flag", "", "", [&](std::string_view) { flag = true; }},
     };
     const std::vector<std::string> words = parse_options(
-        {"-o", "a", "-ob", "word", "--output", "c", "--output=d", "-f", "--", "-o"}, {&specs});
+        {"-o", "a", "-ob", "word", "--output", "c", "--output=d", "-f", "--", "-o"}, {&defs});
     EXPECT_EQ(seen, (std::vector<std::string>{"a", "b", "c", "d"}));
     EXPECT_TRUE(flag);
     EXPECT_EQ(words, (std::vector<std::string>{"word", "-o"}));
-    EXPECT_EQ(parse_options_to_word({"-f", "list", "-o", "x"}, {&specs}), 1u);
-    EXPECT_THROW(parse_options({"--output"}, {&specs}), UsageError);
-    EXPECT_THROW(parse_options({"--flag=1"}, {&specs}), UsageError);
-    EXPECT_THROW(parse_options({"-fx"}, {&specs}), UsageError);
-    EXPECT_THROW(parse_options({"-x"}, {&specs}), UsageError);
+    EXPECT_EQ(parse_options_to_word({"-f", "list", "-o", "x"}, {&defs}), 1u);
+    EXPECT_THROW(parse_options({"--output"}, {&defs}), UsageError);
+    EXPECT_THROW(parse_options({"--flag=1"}, {&defs}), UsageError);
+    EXPECT_THROW(parse_options({"-fx"}, {&defs}), UsageError);
+    EXPECT_THROW(parse_options({"-x"}, {&defs}), UsageError);
 }
 
 }  // namespace

@@ -37,8 +37,8 @@ SensorReadout readout(uint32_t w, uint32_t h, uint32_t bits, uint16_t color_arra
   return r;
 }
 
-SceneSpec flat(float r, float g, float b) {
-  SceneSpec s;
+SceneSetup flat(float r, float g, float b) {
+  SceneSetup s;
   s.kind = SceneKind::kFlatField;
   s.level[0] = r;
   s.level[1] = g;
@@ -46,7 +46,7 @@ SceneSpec flat(float r, float g, float b) {
   return s;
 }
 
-FrameJob job_of(const SensorReadout &r, const SceneSpec &s, const Response &resp = {}, uint32_t number = 0) {
+FrameJob job_of(const SensorReadout &r, const SceneSetup &s, const Response &resp = {}, uint32_t number = 0) {
   return FrameJob{number, 0, render_picture(r, s, resp)};
 }
 
@@ -66,7 +66,7 @@ TEST(SimFrameFormat, BitsPerPixelAndSizesOfEveryFormat) {
 TEST(SimFrameFormat, FrameIsHeaderThenPixelsOfTheFormatsSize) {
   for (uint32_t bits = 1; bits <= 16384; bits <<= 1) {
     for (uint32_t header : {0u, 10u, 64u}) {
-      const FrameJob job = job_of(readout(64, 8, bits), SceneSpec{}, {}, 0x12345678);
+      const FrameJob job = job_of(readout(64, 8, bits), SceneSetup{}, {}, 0x12345678);
       const std::vector<uint8_t> f = whole_frame(job, header);
       ASSERT_EQ(f.size(), header + uint64_t{format_info(bits).bits_per_pixel} * 64 * 8 / 8) << bits;
       if (header >= 16) {
@@ -84,7 +84,7 @@ TEST(SimFrameFormat, FrameIsHeaderThenPixelsOfTheFormatsSize) {
 
 // The flat grey of every format, decoded by the layout of the format.
 TEST(SimFrameFormat, FlatGreyDecodesToTheSameLevelInEveryLayout) {
-  const SceneSpec grey = flat(0.5f, 0.5f, 0.5f);
+  const SceneSetup grey = flat(0.5f, 0.5f, 0.5f);
   for (uint32_t bits = 1; bits <= 16384; bits <<= 1) {
     const FormatInfo f = format_info(bits);
     const std::vector<uint8_t> px = whole_frame(job_of(readout(16, 4, bits), grey), 0);
@@ -191,7 +191,7 @@ TEST(SimFrameFormat, ColourBarsThroughEveryColourDirectFormat) {
     for (bool mirror : {false, true}) {
       SensorReadout r = readout(256, 4, bits);
       r.mirror_h = mirror;
-      const std::vector<uint8_t> px = whole_frame(job_of(r, SceneSpec{}), 0);
+      const std::vector<uint8_t> px = whole_frame(job_of(r, SceneSetup{}), 0);
       // YUV rounds twice; BGR30 keeps the top 8 of 10 bits.
       const int tol = bits == kTransferBGR24 ? 0 : 3;
       for (uint32_t bar = 0; bar < 8; ++bar) {
@@ -210,7 +210,7 @@ TEST(SimFrameFormat, ColourBarsThroughEveryColourDirectFormat) {
 
 TEST(SimFrameFormat, MonoFormatsCarryLuminance) {
   // Pure red at full level: luminance 0.299.
-  const SceneSpec red = flat(1.0f, 0.0f, 0.0f);
+  const SceneSetup red = flat(1.0f, 0.0f, 0.0f);
   const std::vector<uint8_t> m8 = whole_frame(job_of(readout(8, 2, kTransferMono8), red), 0);
   EXPECT_EQ(m8[0], 76);  // 0.299 x 255
   const std::vector<uint8_t> m12 = whole_frame(job_of(readout(8, 2, kTransferMono12), red), 0);
@@ -233,7 +233,7 @@ uint16_t adjusted(uint16_t a, int nibble) {
 }
 
 TEST(SimFrameBayer, MirrorInTheCameraChangesThePhaseAsTheLibraryExpects) {
-  const SceneSpec primaries[3] = {flat(1, 0, 0), flat(0, 1, 0), flat(0, 0, 1)};
+  const SceneSetup primaries[3] = {flat(1, 0, 0), flat(0, 1, 0), flat(0, 0, 1)};
   for (uint16_t a = 2; a <= 5; ++a) {
     for (int nibble = 0; nibble < 4; ++nibble) {
       SensorReadout r = readout(8, 6, kTransferRaw8, a);
@@ -276,7 +276,7 @@ TEST(SimFrameBayer, DeepRawSamplesAreRightAligned) {
 // The gradient's red rises by sensor column, so it shows where each output
 // pixel was read: window offset, skipping (whole Bayer cells on the raw path).
 TEST(SimFrameGeometry, WindowAndSkippingPickTheSensorColumns) {
-  SceneSpec gradient;
+  SceneSetup gradient;
   gradient.kind = SceneKind::kGradient;
   SensorReadout r = readout(0, 0, kTransferBGR24);
   r.sensor_width = 1000;
@@ -313,7 +313,7 @@ TEST(SimFrameGeometry, BinningAveragesOrAdds) {
   SensorReadout r = readout(16, 8, kTransferRaw8, 2);
   r.h_bin = 1;
   r.v_bin = 1;
-  const SceneSpec grey = flat(0.2f, 0.2f, 0.2f);
+  const SceneSetup grey = flat(0.2f, 0.2f, 0.2f);
   const std::vector<uint8_t> avg = whole_frame(job_of(r, grey), 0);
   EXPECT_EQ(avg[0], 51);  // 0.2 x 255
   r.bin_sum = true;
@@ -326,7 +326,7 @@ TEST(SimFrameGeometry, BinningAveragesOrAdds) {
 
 // Exposure doubles the mean of a mid-grey scene until the samples saturate.
 TEST(SimFrameResponse, ExposureScalesLinearlyAndSaturates) {
-  const SceneSpec grey = flat(0.5f, 0.5f, 0.5f);
+  const SceneSetup grey = flat(0.5f, 0.5f, 0.5f);
   double last = 0;
   for (double scale : {0.0625, 0.125, 0.25, 0.5, 1.0, 2.0, 4.0}) {
     Response resp;
@@ -361,7 +361,7 @@ TEST(SimFrameResponse, CameraWhiteBalanceScalesItsChannels) {
 }
 
 TEST(SimFrameMotion, TheSquareMovesFromFrameToFrame) {
-  SceneSpec scene = flat(0.25f, 0.25f, 0.25f);
+  SceneSetup scene = flat(0.25f, 0.25f, 0.25f);
   scene.kind = SceneKind::kMovingTarget;
   scene.target_size = 16;
   scene.target_speed = 8;
@@ -392,7 +392,7 @@ TEST(SimFrameMotion, TheSquareMovesFromFrameToFrame) {
 }
 
 TEST(SimFrameNoise, SeededNoiseVariesPerFrameButRepeatsPerSeed) {
-  SceneSpec scene = flat(0.5f, 0.5f, 0.5f);
+  SceneSetup scene = flat(0.5f, 0.5f, 0.5f);
   scene.noise = 4.0f;
   scene.seed = 7;
   for (uint32_t bits : {kTransferRaw8, kTransferRaw12, kTransferBGR30, kTransferYUV422}) {
@@ -402,7 +402,7 @@ TEST(SimFrameNoise, SeededNoiseVariesPerFrameButRepeatsPerSeed) {
     const std::vector<uint8_t> a = whole_frame(FrameJob{5, 0, p1}, 0);
     EXPECT_EQ(a, whole_frame(FrameJob{5, 0, p2}, 0)) << "same seed, same frame";
     EXPECT_NE(a, whole_frame(FrameJob{6, 0, p1}, 0)) << "next frame";
-    SceneSpec other = scene;
+    SceneSetup other = scene;
     other.seed = 8;
     EXPECT_NE(a, whole_frame(FrameJob{5, 0, render_picture(r, other, {})}, 0)) << "other seed";
   }
@@ -417,7 +417,7 @@ TEST(SimFrameNoise, SeededNoiseVariesPerFrameButRepeatsPerSeed) {
 
 // A frame cut into arbitrary pieces, as transfers cut it, is the same frame.
 TEST(SimFrameRange, PiecesMakeTheWholeFrame) {
-  SceneSpec scene = flat(0.3f, 0.4f, 0.5f);
+  SceneSetup scene = flat(0.3f, 0.4f, 0.5f);
   scene.kind = SceneKind::kMovingTarget;
   scene.noise = 3.0f;
   std::mt19937 rng(11);
@@ -442,7 +442,7 @@ TEST(SimFrameRange, PiecesMakeTheWholeFrame) {
 TEST(SimFrameSource, PictureIsRenderedAgainOnlyWhenSettingsChange) {
   FrameSource source;
   const SensorReadout r = readout(32, 8, kTransferRaw8);
-  const SceneSpec grey = flat(0.5f, 0.5f, 0.5f);
+  const SceneSetup grey = flat(0.5f, 0.5f, 0.5f);
   Response resp;
   const FrameJob a = source.expose(1, 0, r, grey, resp);
   const FrameJob b = source.expose(2, 10, r, grey, resp);

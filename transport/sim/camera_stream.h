@@ -30,7 +30,7 @@ namespace kavix::sim {
 // What the camera's state says at the moment a frame is exposed.
 struct ExposureSettings {
   SensorReadout readout;
-  SceneSpec scene;
+  SceneSetup scene;
   Response response;
   uint32_t header_bytes = 0;
   std::chrono::nanoseconds frame_period{0};  // from clock, line and frame lengths; 0 stops the timed stream

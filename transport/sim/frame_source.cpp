@@ -98,7 +98,7 @@ void render_frame_range(const FrameJob &job, uint32_t header_bytes, uint64_t off
   if (count > 0) std::memset(dst, kExtraByte, count);
 }
 
-FrameJob FrameSource::expose(uint32_t number, uint64_t time, const SensorReadout &readout, const SceneSpec &scene,
+FrameJob FrameSource::expose(uint32_t number, uint64_t time, const SensorReadout &readout, const SceneSetup &scene,
                              const Response &response) {
   FrameJob job;
   job.number = number;

@@ -50,7 +50,7 @@ void render_frame_range(const FrameJob &job, uint32_t header_bytes, uint64_t off
 class FrameSource {
  public:
   // The frame with this number, exposed now under these settings.
-  FrameJob expose(uint32_t number, uint64_t time, const SensorReadout &readout, const SceneSpec &scene,
+  FrameJob expose(uint32_t number, uint64_t time, const SensorReadout &readout, const SceneSetup &scene,
                   const Response &response);
 
   // Replaces the scene by these pixel blocks, sent unchanged and in turn
@@ -62,7 +62,7 @@ class FrameSource {
  private:
   std::shared_ptr<const Picture> picture_;
   SensorReadout readout_;
-  SceneSpec scene_;
+  SceneSetup scene_;
   Response response_;
   std::vector<std::shared_ptr<const Picture>> supplied_;
   size_t next_supplied_ = 0;

@@ -69,7 +69,7 @@ std::vector<uint32_t> sensor_axis(uint32_t count, uint32_t offset, uint32_t skip
 // Renders rows of one scene through one readout and response.
 class RowRenderer {
  public:
-  RowRenderer(const SensorReadout &readout, const SceneSpec &scene, const Response &response)
+  RowRenderer(const SensorReadout &readout, const SceneSetup &scene, const Response &response)
       : r_(readout), scene_(scene), response_(response), format_(format_info(readout.transfer_bits)),
         bayer_(is_bayer(readout, format_)),
         columns_(sensor_axis(readout.width, readout.offset_x, readout.h_skip, readout.h_bin,
@@ -241,7 +241,7 @@ class RowRenderer {
   }
 
   SensorReadout r_;
-  SceneSpec scene_;
+  SceneSetup scene_;
   Response response_;
   FormatInfo format_;
   bool bayer_;
@@ -321,7 +321,7 @@ void add_noise(const Picture &p, uint32_t number, uint32_t row, uint8_t *dst) {
 
 }  // namespace
 
-std::shared_ptr<const Picture> render_picture(const SensorReadout &readout, const SceneSpec &scene,
+std::shared_ptr<const Picture> render_picture(const SensorReadout &readout, const SceneSetup &scene,
                                               const Response &response) {
   auto p = std::make_shared<Picture>();
   p->readout = readout;
@@ -350,7 +350,7 @@ std::shared_ptr<const Picture> render_picture(const SensorReadout &readout, cons
       p->target_width = side;
       p->target_height = side;
       p->target_speed = scene.target_speed;
-      SceneSpec square = scene;
+      SceneSetup square = scene;
       square.kind = SceneKind::kFlatField;
       std::copy(std::begin(scene.target_level), std::end(scene.target_level), square.level);
       RowRenderer target(readout, square, response);
@@ -375,7 +375,7 @@ std::shared_ptr<const Picture> supplied_picture(const SensorReadout &readout, co
   return p;
 }
 
-void scene_mean(const SensorReadout &r, const SceneSpec &scene, double (&rgb)[3]) {
+void scene_mean(const SensorReadout &r, const SceneSetup &scene, double (&rgb)[3]) {
   constexpr uint32_t kGrid = 16;
   const uint32_t span_x = std::max<uint32_t>(r.width * (r.h_skip + 1u) * (r.h_bin + 1u), 1);
   const uint32_t span_y = std::max<uint32_t>(r.height * (r.v_skip + 1u) * (r.v_bin + 1u), 1);

@@ -65,7 +65,7 @@ struct Picture {
 };
 
 // Renders a picture. Throws std::bad_alloc when memory runs out.
-std::shared_ptr<const Picture> render_picture(const SensorReadout &readout, const SceneSpec &scene,
+std::shared_ptr<const Picture> render_picture(const SensorReadout &readout, const SceneSetup &scene,
                                               const Response &response);
 
 // A picture that sends the given pixel bytes unchanged, whatever their size.
@@ -74,7 +74,7 @@ std::shared_ptr<const Picture> supplied_picture(const SensorReadout &readout, co
 
 // Mean radiance (R, G, B) of the scene over the window the readout sees,
 // from a coarse grid of samples; what a camera's own automatic controls meter.
-void scene_mean(const SensorReadout &readout, const SceneSpec &scene, double (&rgb)[3]);
+void scene_mean(const SensorReadout &readout, const SceneSetup &scene, double (&rgb)[3]);
 
 // Where the moving square stands in frame `number`, in output pixels.
 struct TargetPlace {

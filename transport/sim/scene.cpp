@@ -14,12 +14,12 @@ constexpr float kBars[8][3] = {
 
 }  // namespace
 
-bool scene_rows_alike(const SceneSpec &scene) {
+bool scene_rows_alike(const SceneSetup &scene) {
   // The moving square is painted per frame over a flat background.
   return scene.kind != SceneKind::kGradient;
 }
 
-void scene_row(const SceneSpec &scene, uint32_t sensor_width, uint32_t sensor_height, uint32_t sy,
+void scene_row(const SceneSetup &scene, uint32_t sensor_width, uint32_t sensor_height, uint32_t sy,
                const uint32_t *sx, uint32_t count, float *rgb) {
   const uint32_t w = std::max<uint32_t>(sensor_width, 1);
   const uint32_t h = std::max<uint32_t>(sensor_height, 1);

@@ -15,7 +15,7 @@ enum class SceneKind : uint32_t {
   kGradient = 3,      // red rises to the right, blue downwards, green along the diagonal
 };
 
-struct SceneSpec {
+struct SceneSetup {
   SceneKind kind = SceneKind::kColorBars;
   float level[3] = {0.5f, 0.5f, 0.5f};         // flat field and target background, R G B
   float target_level[3] = {0.9f, 0.9f, 0.9f};  // the moving square, R G B
@@ -24,17 +24,17 @@ struct SceneSpec {
   uint32_t target_size = 0;    // side of the square in output pixels; 0 for an eighth of the smaller side
   uint32_t target_speed = 4;   // output pixels per frame, horizontally (half that vertically)
 
-  bool operator==(const SceneSpec &) const = default;
+  bool operator==(const SceneSetup &) const = default;
 };
 
 // True when every sensor row of the scene looks the same, so that a rendered
 // row can be reused for the whole frame.
-bool scene_rows_alike(const SceneSpec &scene);
+bool scene_rows_alike(const SceneSetup &scene);
 
 // Radiance at sensor row `sy` for `count` sensor columns `sx`, written as
 // R, G, B triples into `rgb` (3 x count floats). The sensor is
 // sensor_width x sensor_height pixels; a scene spans all of it.
-void scene_row(const SceneSpec &scene, uint32_t sensor_width, uint32_t sensor_height, uint32_t sy,
+void scene_row(const SceneSetup &scene, uint32_t sensor_width, uint32_t sensor_height, uint32_t sy,
                const uint32_t *sx, uint32_t count, float *rgb);
 
 }  // namespace kavix::sim

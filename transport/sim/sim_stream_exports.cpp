@@ -26,16 +26,16 @@ KAVIXUSBD_API int32_t KavixSim_SetScene(KAVIXSIM_CAMERA camera, const KavixSimSc
     return fail(win::kInvalidParameter);
   for (int c = 0; c < 3; ++c)
     if (!level_ok(scene->level[c]) || !level_ok(scene->target_level[c])) return fail(win::kInvalidParameter);
-  SceneSpec spec;
-  spec.kind = static_cast<SceneKind>(scene->kind);
-  std::copy(scene->level, scene->level + 3, spec.level);
-  std::copy(scene->target_level, scene->target_level + 3, spec.target_level);
-  spec.noise = scene->noise;
-  spec.seed = scene->seed;
-  spec.target_size = scene->target_size;
-  spec.target_speed = scene->target_speed;
+  SceneSetup setup;
+  setup.kind = static_cast<SceneKind>(scene->kind);
+  std::copy(scene->level, scene->level + 3, setup.level);
+  std::copy(scene->target_level, scene->target_level + 3, setup.target_level);
+  setup.noise = scene->noise;
+  setup.seed = scene->seed;
+  setup.target_size = scene->target_size;
+  setup.target_speed = scene->target_speed;
   return with_camera(camera, [&](VirtualCamera &c) {
-    c.set_scene(spec);
+    c.set_scene(setup);
     return 1;
   });
 }

@@ -142,7 +142,7 @@ public:
     uint32_t stream_result(uint32_t generation, uint32_t slot, bool wait, uint32_t &transferred);
     // The simulator's program for the stream.
     CameraStream &stream() { return *stream_; }
-    void set_scene(const SceneSpec &scene);
+    void set_scene(const SceneSetup &scene);
     void set_first_frame_number(uint32_t number);
     uint32_t first_frame_number();
 
@@ -193,7 +193,7 @@ private:
     double exposure_seconds() const;  // with mutex_ held
     void camera_controls(const SensorReadout &readout, double digital);
     double reference_seconds_ = 0;  // the exposure at power-on: a scene's 1.0 fills a sample there
-    SceneSpec scene_;
+    SceneSetup scene_;
     uint32_t first_frame_number_ = 0;
 
     uint16_t read_status(uint16_t id) const;

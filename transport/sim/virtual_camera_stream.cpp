@@ -216,7 +216,7 @@ uint32_t VirtualCamera::stream_result(uint32_t, uint32_t slot, bool wait, uint32
   return stream_->result(slot, wait, &transferred, error) ? win::kSuccess : error;
 }
 
-void VirtualCamera::set_scene(const SceneSpec &scene) {
+void VirtualCamera::set_scene(const SceneSetup &scene) {
   {
     std::lock_guard lock(mutex_);
     scene_ = scene;
