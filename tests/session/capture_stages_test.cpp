@@ -32,7 +32,14 @@ constexpr int kOffAtMost = 50;
 
 class CaptureStages : public CaptureTest {
 protected:
-    void open_with_bars(const CameraSetup &setup) {
+    // A kWidth x kHeight camera of the colour array and transfer format,
+    // showing colour bars.
+    void open_with_bars(uint8_t color_array, uint32_t transfer_bits) {
+        CameraSetup setup;
+        setup.width = kWidth;
+        setup.height = kHeight;
+        setup.color_array = color_array;
+        setup.transfer_bits = transfer_bits;
         open(setup);
         if (HasFatalFailure()) return;
         KavixSimScene scene{};
@@ -97,12 +104,7 @@ class BayerBars : public CaptureStages, public testing::WithParamInterface<Bayer
 
 TEST_P(BayerBars, PreviewSnapshotDecodesToTheBarColours) {
     const BayerCase c = GetParam();
-    CameraSetup setup;
-    setup.width = kWidth;
-    setup.height = kHeight;
-    setup.color_array = c.color_array;
-    setup.transfer_bits = c.transfer_bits;
-    open_with_bars(setup);
+    open_with_bars(c.color_array, c.transfer_bits);
     ASSERT_FALSE(HasFatalFailure());
     uint32_t format = 0;
     ASSERT_EQ(Kavix_GetPreviewPixelFormat(camera, &format), 1);
@@ -131,12 +133,7 @@ INSTANTIATE_TEST_SUITE_P(ColourArrays, BayerBars,
 class MirroredBars : public CaptureStages, public testing::WithParamInterface<uint16_t> {};
 
 TEST_P(MirroredBars, CameraMirrorKeepsTheColours) {
-    CameraSetup setup;
-    setup.width = kWidth;
-    setup.height = kHeight;
-    setup.color_array = GetParam();
-    setup.transfer_bits = KAVIX_TRANSFER_RAW8;
-    open_with_bars(setup);
+    open_with_bars(GetParam(), KAVIX_TRANSFER_RAW8);
     ASSERT_FALSE(HasFatalFailure());
     uint8_t mask = 0;
     ASSERT_EQ(Kavix_GetEnableMirrorMode(camera, &mask), 1);
@@ -164,12 +161,7 @@ INSTANTIATE_TEST_SUITE_P(ColourArrays, MirroredBars, testing::Values(uint16_t{2}
 // samples as grey, method 1 each sample in its own channel of array 3
 // (Gr R / B Gb) with the two others 0.
 TEST_F(CaptureStages, EachInterpolationMethodReachesThePreview) {
-    CameraSetup setup;
-    setup.width = kWidth;
-    setup.height = kHeight;
-    setup.color_array = 3;
-    setup.transfer_bits = KAVIX_TRANSFER_RAW8;
-    open_with_bars(setup);
+    open_with_bars(3, KAVIX_TRANSFER_RAW8);
     ASSERT_FALSE(HasFatalFailure());
     const std::vector<uint8_t> raw = raw_snapshot();
     for (uint8_t method = 0; method < 6; ++method) {
@@ -202,12 +194,7 @@ TEST_F(CaptureStages, EachInterpolationMethodReachesThePreview) {
 class DirectBars : public CaptureStages, public testing::WithParamInterface<uint32_t> {};
 
 TEST_P(DirectBars, PreviewSnapshotIsTheConvertedImage) {
-    CameraSetup setup;
-    setup.width = kWidth;
-    setup.height = kHeight;
-    setup.color_array = 2;  // a colour camera; its direct formats carry no Bayer phase
-    setup.transfer_bits = GetParam();
-    open_with_bars(setup);
+    open_with_bars(2, GetParam());  // a colour camera; its direct formats carry no Bayer phase
     ASSERT_FALSE(HasFatalFailure());
     const std::vector<uint8_t> preview = preview_snapshot();
     expect_bars(preview, 3, "transfer " + std::to_string(GetParam()));
@@ -244,12 +231,7 @@ class MonoBars : public CaptureStages, public testing::WithParamInterface<MonoCa
 // samples cut to their top eight bits; in BGR24 every pixel is that grey.
 TEST_P(MonoBars, PreviewIsMonoAndFollowsTheFrame) {
     const MonoCase c = GetParam();
-    CameraSetup setup;
-    setup.width = kWidth;
-    setup.height = kHeight;
-    setup.color_array = 1;
-    setup.transfer_bits = c.transfer_bits;
-    open_with_bars(setup);
+    open_with_bars(1, c.transfer_bits);
     ASSERT_FALSE(HasFatalFailure());
     uint32_t format = 0;
     ASSERT_EQ(Kavix_GetPreviewPixelFormat(camera, &format), 1);
@@ -309,12 +291,7 @@ struct DeepSamples {
 void ignore_bitmap(uint8_t *, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, void *, void *) {}
 
 TEST_F(CaptureStages, TwelveBitRawConsumersSeeTheSamplesBeforeTheCut) {
-    CameraSetup setup;
-    setup.width = kWidth;
-    setup.height = kHeight;
-    setup.color_array = 2;
-    setup.transfer_bits = KAVIX_TRANSFER_RAW12;
-    open_with_bars(setup);
+    open_with_bars(2, KAVIX_TRANSFER_RAW12);
     ASSERT_FALSE(HasFatalFailure());
 
     // A bitmap callback makes every frame go through the cut to 8 bits; the
