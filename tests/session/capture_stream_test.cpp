@@ -113,10 +113,23 @@ TEST_F(Stream, TransferSize1024FramesFlow) {
     setup.height = 16;  // 1024 bytes: FrameBytes 1536
     ASSERT_NO_FATAL_FAILURE(open(setup));
     ASSERT_EQ(session().mode.TransferSize, 1024u);
-    std::vector<uint8_t> buffer(1024 * 4);
+    // Enough frames that one read per frame and two per frame can't be mistaken.
+    constexpr uint32_t kFrames = 32;
+    std::vector<uint8_t> buffer(1024 * kFrames);
     uint32_t taken = 0;
     ASSERT_EQ(Kavix_TakeRawSnapShot(camera, buffer.data(), uint32_t(buffer.size()), &taken, nullptr, 0), 1);
-    EXPECT_EQ(taken, 4096u);
+    EXPECT_EQ(taken, 1024u * kFrames);
+
+    // Reads of 1536 bytes: each 1024-byte frame ends its read early, in a
+    // single transfer. Reads of 1024 would be filled to the brim and need a
+    // zero-length transfer after every frame, two reads per frame.
+    ASSERT_EQ(Kavix_StopTransfer(camera), 1);
+    const KavixSimStreamCounters c = counters();
+    ASSERT_GE(c.delivered, kFrames);
+    EXPECT_EQ(c.bytes, c.delivered * 1024);
+    // Besides one read per frame, only those still queued when the thread
+    // stopped, which end with 995.
+    EXPECT_LE(c.reads, c.delivered + 8);
 }
 
 struct FaultCase {

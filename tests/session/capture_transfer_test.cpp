@@ -56,7 +56,9 @@ TEST_F(Transfer, ExportsCheckTheHandle) {
 }
 
 TEST_F(Transfer, RawSnapshotTakesWholeFramesWithTheirNumbers) {
-    ASSERT_NO_FATAL_FAILURE(open(CameraSetup{}));
+    CameraSetup setup;
+    setup.first_frame_number = 500;
+    ASSERT_NO_FATAL_FAILURE(open(setup));
     ASSERT_NO_FATAL_FAILURE(supply_numbered_frames(5));
     const uint32_t frame = raw_size();
     // Room for three frames and a bit: three are taken.
@@ -65,12 +67,17 @@ TEST_F(Transfer, RawSnapshotTakesWholeFramesWithTheirNumbers) {
     uint32_t taken = 0;
     ASSERT_EQ(Kavix_TakeRawSnapShot(camera, buffer.data(), uint32_t(buffer.size()), &taken, numbers, 0), 1);
     EXPECT_EQ(taken, frame * 3);
+    // The camera's own numbers, not places in the buffer.
+    EXPECT_GE(numbers[0], 500u);
     EXPECT_EQ(numbers[1], numbers[0] + 1);
     EXPECT_EQ(numbers[2], numbers[1] + 1);
     EXPECT_EQ(numbers[3], 0xDEADu);
     for (uint32_t k = 0; k < 3; ++k) {
         const uint8_t *f = &buffer[size_t(k) * frame];
         EXPECT_TRUE(std::all_of(f, f + frame, [&](uint8_t b) { return b == f[0]; })) << "frame " << k << " is torn";
+        // The camera sends its five pictures in turn from frame 500 on: each
+        // number belongs to the picture beside it.
+        EXPECT_EQ(f[0], (numbers[k] - 500) % 5 + 1) << "frame " << k << " and its number disagree";
         if (k > 0) {
             EXPECT_EQ(f[0], f[-1] % 5 + 1) << "frames out of order";
         }
