@@ -173,6 +173,16 @@ struct FrameLog {
     }
 };
 
+// One transfer into a frame log: the raw callback added, the transfer
+// started, stopped again once `frames` frames have reached the log.
+inline void log_transfer(KAVIX_HANDLE camera, FrameLog &log, size_t frames) {
+    uint32_t id = 0;
+    ASSERT_EQ(Kavix_AddRawCallback(camera, FrameLog::raw, &log, &id), 1);
+    ASSERT_EQ(Kavix_StartTransfer(camera), 1);
+    ASSERT_TRUE(log.wait_frames(frames));
+    ASSERT_EQ(Kavix_StopTransfer(camera), 1);
+}
+
 // A gate a callback can be held at until the test opens it.
 struct Gate {
     std::mutex m;

@@ -79,11 +79,7 @@ TEST_P(FramePlacement, FramesArriveWholeAndInOrder) {
     ASSERT_NO_FATAL_FAILURE(open(setup));
     ASSERT_NO_FATAL_FAILURE(supply_numbered_frames(3));
     FrameLog log;
-    uint32_t id = 0;
-    ASSERT_EQ(Kavix_AddRawCallback(camera, FrameLog::raw, &log, &id), 1);
-    ASSERT_EQ(Kavix_StartTransfer(camera), 1);
-    ASSERT_TRUE(log.wait_frames(6));
-    ASSERT_EQ(Kavix_StopTransfer(camera), 1);
+    ASSERT_NO_FATAL_FAILURE(log_transfer(camera, log, 6));
     std::lock_guard<std::mutex> lock(log.m);
     EXPECT_TRUE(log.whole);
     for (size_t i = 0; i < log.numbers.size(); ++i) {
@@ -158,11 +154,7 @@ TEST_P(DroppedFrames, BrokenFrameIsDroppedAndTheNextIsHandled) {
     ASSERT_EQ(KavixSim_AddStreamFault(sim, c.kind, 3, c.param), 1);
     ASSERT_EQ(KavixSim_AddStreamFault(sim, c.kind, 4, c.param), 1);
     FrameLog log;
-    uint32_t id = 0;
-    ASSERT_EQ(Kavix_AddRawCallback(camera, FrameLog::raw, &log, &id), 1);
-    ASSERT_EQ(Kavix_StartTransfer(camera), 1);
-    ASSERT_TRUE(log.wait_frames(5));
-    ASSERT_EQ(Kavix_StopTransfer(camera), 1);
+    ASSERT_NO_FATAL_FAILURE(log_transfer(camera, log, 5));
 
     const std::vector<KAVIX_MESSAGE> got = messages_now();
     ASSERT_GE(got.size(), 2u);
@@ -208,11 +200,7 @@ TEST_F(Stream, Error31WithoutRestartInPlaceRestartsTheReader) {
     ASSERT_NO_FATAL_FAILURE(open(setup));
     ASSERT_EQ(KavixSim_AddStreamFault(sim, KAVIXSIM_STREAM_ERR31, 3, KAVIXSIM_AT_HALF), 1);
     FrameLog log;
-    uint32_t id = 0;
-    ASSERT_EQ(Kavix_AddRawCallback(camera, FrameLog::raw, &log, &id), 1);
-    ASSERT_EQ(Kavix_StartTransfer(camera), 1);
-    ASSERT_TRUE(log.wait_frames(6));
-    ASSERT_EQ(Kavix_StopTransfer(camera), 1);
+    ASSERT_NO_FATAL_FAILURE(log_transfer(camera, log, 6));
     const std::vector<KAVIX_MESSAGE> got = messages_now();
     EXPECT_EQ(count_of(got, KAVIX_MSG_TRANSFER_STARTED), 1u);
     EXPECT_EQ(got.back().lparam, 0);
